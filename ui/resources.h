@@ -1,0 +1,26 @@
+// Resource lookups that name the language explicitly: the applet shows the language its settings
+// choose, never the thread's.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+namespace ui {
+
+// The module that holds `address` (a function or variable of that module).
+HMODULE ModuleOf(const void* address) noexcept;
+
+// The dialog template `id` in exactly `lang` (no fallback), locked in memory; nullptr when absent.
+const DLGTEMPLATE* FindDialogTemplate(HMODULE module, UINT id, LANGID lang) noexcept;
+
+// String `id` of the string table in exactly `lang`; empty when absent.
+std::wstring LoadTableString(HMODULE module, UINT id, LANGID lang);
+
+// Replaces the inserts "%1" to "%9" by the arguments; an insert without an argument stays as it is.
+std::wstring FormatInserts(const std::wstring& pattern, std::initializer_list<std::wstring> args);
+
+// Formats like swprintf into a std::wstring.
+std::wstring Printf(const wchar_t* format, ...);
+
+}  // namespace ui
