@@ -64,10 +64,10 @@ private:
 
 namespace traits {
 
-template <class T, T Invalid = T{}>
+template <class T>
 struct Base {
     using pointer = T;
-    static constexpr T invalid() noexcept { return Invalid; }
+    static constexpr T invalid() noexcept { return T{}; }
 };
 
 struct HKey : Base<HKEY> {
@@ -106,7 +106,9 @@ struct HModule : Base<HMODULE> {
 struct Handle : Base<HANDLE> {
     static void close(HANDLE h) noexcept { ::CloseHandle(h); }
 };
-struct ActCtx : Base<HANDLE, INVALID_HANDLE_VALUE> {
+struct ActCtx {
+    using pointer = HANDLE;
+    static pointer invalid() noexcept { return INVALID_HANDLE_VALUE; }
     static void close(HANDLE h) noexcept { ::ReleaseActCtx(h); }
 };
 

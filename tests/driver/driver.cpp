@@ -1,0 +1,302 @@
+#include "driver/driver.h"
+
+#include <commctrl.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+namespace driver {
+
+namespace {
+
+constexpr DWORD kSendTimeoutMs = 5000;
+constexpr DWORD kPollMs = 20;
+
+[[noreturn]] void Fail(const std::string& what) { throw Failure(what); }
+
+std::string Describe(HWND hwnd) {
+    return "'" + Narrow(Text(hwnd)) + "' (" + Narrow(ClassName(hwnd)) + ")";
+}
+
+// SendMessage with a bound: the main thread may be stuck, the driver must not be.
+LRESULT Send(HWND hwnd, UINT msg, WPARAM wp = 0, LPARAM lp = 0) {
+    DWORD_PTR result = 0;
+    if (!::SendMessageTimeoutW(hwnd, msg, wp, lp, SMTO_NORMAL | SMTO_ABORTIFHUNG, kSendTimeoutMs,
+                               &result))
+        Fail("no answer to message " + std::to_string(msg) + " from " + Describe(hwnd));
+    return static_cast<LRESULT>(result);
+}
+
+void Post(HWND hwnd, UINT msg, WPARAM wp = 0, LPARAM lp = 0) {
+    if (!::PostMessageW(hwnd, msg, wp, lp)) Fail("cannot post to " + Describe(hwnd));
+}
+
+bool IsSheet(HWND hwnd) { return ::FindWindowExW(hwnd, nullptr, WC_TABCONTROLW, nullptr) ||
+                                 ::SendMessageW(hwnd, PSM_GETCURRENTPAGEHWND, 0, 0); }
+
+struct Search {
+    int id;
+    HWND found = nullptr;
+};
+
+BOOL CALLBACK FindChild(HWND hwnd, LPARAM lp) {
+    auto search = reinterpret_cast<Search*>(lp);
+    if (::GetDlgCtrlID(hwnd) != search->id) return TRUE;
+    // Prefer a visible control: a sheet's hidden pages may carry the same ids.
+    if (!search->found || (!::IsWindowVisible(search->found) && ::IsWindowVisible(hwnd)))
+        search->found = hwnd;
+    return TRUE;
+}
+
+}  // namespace
+
+std::string Narrow(const std::wstring& text) {
+    int n = ::WideCharToMultiByte(CP_UTF8, 0, text.c_str(), static_cast<int>(text.size()), nullptr,
+                                  0, nullptr, nullptr);
+    std::string out(n, '\0');
+    ::WideCharToMultiByte(CP_UTF8, 0, text.c_str(), static_cast<int>(text.size()), out.data(), n,
+                          nullptr, nullptr);
+    return out;
+}
+
+std::vector<HWND> TopLevelWindows() {
+    std::vector<HWND> windows;
+    ::EnumWindows(
+        [](HWND hwnd, LPARAM lp) -> BOOL {
+            DWORD pid = 0;
+            ::GetWindowThreadProcessId(hwnd, &pid);
+            if (pid == ::GetCurrentProcessId() && ::IsWindowVisible(hwnd))
+                reinterpret_cast<std::vector<HWND>*>(lp)->push_back(hwnd);
+            return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&windows));
+    return windows;
+}
+
+void WaitUntil(const std::function<bool()>& condition, const std::string& what, DWORD timeoutMs) {
+    DWORD start = ::GetTickCount();
+    while (!condition()) {
+        if (::GetTickCount() - start > timeoutMs)
+            Fail("timed out after " + std::to_string(timeoutMs) + " ms waiting for " + what);
+        ::Sleep(kPollMs);
+    }
+}
+
+HWND WaitForWindow(const WindowQuery& query, DWORD timeoutMs) {
+    HWND found = nullptr;
+    WaitUntil(
+        [&] {
+            for (HWND hwnd : TopLevelWindows()) {
+                if (!query.className.empty() && ClassName(hwnd) != query.className) continue;
+                if (!query.title.empty() && Text(hwnd) != query.title) continue;
+                if (query.matchOwner && ::GetWindow(hwnd, GW_OWNER) != query.owner) continue;
+                found = hwnd;
+                return true;
+            }
+            return false;
+        },
+        "window '" + Narrow(query.title) + "' of class '" + Narrow(query.className) + "'",
+        timeoutMs);
+    return found;
+}
+
+void WaitUntilGone(HWND hwnd, DWORD timeoutMs) {
+    WaitUntil([&] { return !::IsWindow(hwnd) || !::IsWindowVisible(hwnd); },
+              "window " + Describe(hwnd) + " to close", timeoutMs);
+}
+
+HWND Item(HWND parent, int id) {
+    Search search{id};
+    ::EnumChildWindows(parent, FindChild, reinterpret_cast<LPARAM>(&search));
+    if (!search.found) Fail("no control " + std::to_string(id) + " in " + Describe(parent));
+    return search.found;
+}
+
+std::wstring Text(HWND hwnd) {
+    wchar_t buffer[4096] = {};
+    DWORD_PTR length = 0;
+    if (!::SendMessageTimeoutW(hwnd, WM_GETTEXT, 4096, reinterpret_cast<LPARAM>(buffer),
+                               SMTO_NORMAL | SMTO_ABORTIFHUNG, kSendTimeoutMs, &length))
+        return {};
+    return std::wstring(buffer, length);
+}
+
+std::wstring ClassName(HWND hwnd) {
+    wchar_t buffer[256] = {};
+    int n = ::GetClassNameW(hwnd, buffer, 256);
+    return std::wstring(buffer, n > 0 ? n : 0);
+}
+
+void SetText(HWND hwnd, const std::wstring& text) {
+    Send(hwnd, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(text.c_str()));
+}
+
+bool IsEnabled(HWND hwnd) { return ::IsWindowEnabled(hwnd) != FALSE; }
+bool IsVisible(HWND hwnd) { return ::IsWindowVisible(hwnd) != FALSE; }
+int CheckState(HWND hwnd) { return static_cast<int>(Send(hwnd, BM_GETCHECK)); }
+
+void Click(HWND button) {
+    if (!IsVisible(button)) Fail("cannot click hidden " + Describe(button));
+    if (!IsEnabled(button)) Fail("cannot click disabled " + Describe(button));
+    // Posted: the click may start a modal loop that would block a sent message.
+    Post(button, BM_CLICK);
+}
+
+void Click(HWND parent, int id) { Click(Item(parent, id)); }
+
+std::vector<std::wstring> ComboItems(HWND combo) {
+    std::vector<std::wstring> items;
+    auto count = Send(combo, CB_GETCOUNT);
+    for (LRESULT i = 0; i < count; ++i) {
+        auto length = Send(combo, CB_GETLBTEXTLEN, i);
+        std::wstring text(length + 1, L'\0');
+        auto copied = Send(combo, CB_GETLBTEXT, i, reinterpret_cast<LPARAM>(text.data()));
+        text.resize(copied > 0 ? copied : 0);
+        items.push_back(text);
+    }
+    return items;
+}
+
+int ComboSelection(HWND combo) { return static_cast<int>(Send(combo, CB_GETCURSEL)); }
+
+void SelectCombo(HWND combo, int index) {
+    if (!IsEnabled(combo)) Fail("cannot select in disabled " + Describe(combo));
+    if (Send(combo, CB_SETCURSEL, index) != index)
+        Fail("no item " + std::to_string(index) + " in " + Describe(combo));
+    Post(::GetParent(combo), WM_COMMAND, MAKEWPARAM(::GetDlgCtrlID(combo), CBN_SELCHANGE),
+         reinterpret_cast<LPARAM>(combo));
+}
+
+std::vector<std::vector<std::wstring>> ListRows(HWND list) {
+    std::vector<std::vector<std::wstring>> rows;
+    HWND header = reinterpret_cast<HWND>(Send(list, LVM_GETHEADER));
+    int columns = header ? static_cast<int>(Send(header, HDM_GETITEMCOUNT)) : 1;
+    auto count = Send(list, LVM_GETITEMCOUNT);
+    for (LRESULT i = 0; i < count; ++i) {
+        std::vector<std::wstring> row;
+        for (int c = 0; c < std::max(columns, 1); ++c) {
+            wchar_t buffer[1024] = {};
+            LVITEMW item{};
+            item.iSubItem = c;
+            item.pszText = buffer;
+            item.cchTextMax = 1024;
+            auto n = Send(list, LVM_GETITEMTEXTW, i, reinterpret_cast<LPARAM>(&item));
+            row.emplace_back(buffer, n);
+        }
+        rows.push_back(std::move(row));
+    }
+    return rows;
+}
+
+HWND FocusedWindow(HWND anyWindowOfThatThread) {
+    GUITHREADINFO info{};
+    info.cbSize = sizeof(info);
+    ::GetGUIThreadInfo(::GetWindowThreadProcessId(anyWindowOfThatThread, nullptr), &info);
+    return info.hwndFocus;
+}
+
+HWND ActivePage(HWND sheet) { return reinterpret_cast<HWND>(Send(sheet, PSM_GETCURRENTPAGEHWND)); }
+
+int ActivePageIndex(HWND sheet) {
+    return static_cast<int>(
+        Send(sheet, PSM_HWNDTOINDEX, reinterpret_cast<WPARAM>(ActivePage(sheet))));
+}
+
+void SetPage(HWND sheet, int index) { Post(sheet, PSM_SETCURSEL, index, 0); }
+
+void PressSheetButton(HWND sheet, int psbtn) { Post(sheet, PSM_PRESSBUTTON, psbtn, 0); }
+
+HWND SheetButton(HWND sheet, int id) {
+    HWND button = ::GetDlgItem(sheet, id);
+    if (!button) Fail("sheet " + Describe(sheet) + " has no button " + std::to_string(id));
+    return button;
+}
+
+bool IsMessageBox(HWND hwnd) {
+    HWND text = ::GetDlgItem(hwnd, 0xFFFF);
+    return ClassName(hwnd) == L"#32770" && text && ClassName(text) == L"Static";
+}
+
+MessageBoxInfo WaitForMessageBox(DWORD timeoutMs) {
+    MessageBoxInfo info;
+    WaitUntil(
+        [&] {
+            for (HWND hwnd : TopLevelWindows())
+                if (IsMessageBox(hwnd)) {
+                    info.hwnd = hwnd;
+                    return true;
+                }
+            return false;
+        },
+        "a message box", timeoutMs);
+    info.caption = Text(info.hwnd);
+    info.text = Text(::GetDlgItem(info.hwnd, 0xFFFF));
+    struct Known {
+        LPCWSTR id;
+        UINT type;
+    };
+    static const Known known[] = {{IDI_HAND, MB_ICONERROR},
+                                  {IDI_EXCLAMATION, MB_ICONEXCLAMATION},
+                                  {IDI_ASTERISK, MB_ICONINFORMATION},
+                                  {IDI_QUESTION, MB_ICONQUESTION}};
+    for (HWND child = ::GetWindow(info.hwnd, GW_CHILD); child;
+         child = ::GetWindow(child, GW_HWNDNEXT)) {
+        if ((::GetWindowLongW(child, GWL_STYLE) & SS_TYPEMASK) != SS_ICON) continue;
+        auto icon = reinterpret_cast<HICON>(Send(child, STM_GETICON));
+        for (const Known& k : known)
+            if (icon && icon == ::LoadIconW(nullptr, k.id)) info.icon = k.type;
+    }
+    return info;
+}
+
+MessageBoxInfo AnswerMessageBox(int button, DWORD timeoutMs) {
+    MessageBoxInfo info = WaitForMessageBox(timeoutMs);
+    HWND control = ::GetDlgItem(info.hwnd, button);
+    if (!control)
+        Fail("message box '" + Narrow(info.text) + "' has no button " + std::to_string(button));
+    Post(info.hwnd, WM_COMMAND, MAKEWPARAM(button, BN_CLICKED), reinterpret_cast<LPARAM>(control));
+    WaitUntilGone(info.hwnd);
+    return info;
+}
+
+INT_PTR RunModal(const std::function<INT_PTR()>& modal, const std::function<void()>& script,
+                 DWORD graceMs) {
+    std::atomic<bool> finished{false};
+    std::thread worker([&] {
+        bool failed = false;
+        try {
+            script();
+        } catch (const std::exception& e) {
+            failed = true;
+            ADD_FAILURE() << "driver: " << e.what();
+        }
+        // The script's last step usually ends the modal run; give it time to do so.
+        DWORD start = ::GetTickCount();
+        while (!finished && !failed && ::GetTickCount() - start < graceMs) ::Sleep(kPollMs);
+        if (finished) return;
+        std::string open;
+        for (HWND hwnd : TopLevelWindows()) open += " " + Describe(hwnd);
+        if (!failed) ADD_FAILURE() << "driver: still open after the script:" << open;
+        for (int round = 0; !finished && round < 200; ++round) {
+            for (HWND hwnd : TopLevelWindows()) {
+                if (IsMessageBox(hwnd) || !IsSheet(hwnd))
+                    ::PostMessageW(hwnd, WM_COMMAND, IDCANCEL, 0);
+                else
+                    ::PostMessageW(hwnd, PSM_PRESSBUTTON, PSBTN_CANCEL, 0);
+            }
+            ::Sleep(50);
+        }
+        if (!finished) {
+            std::fprintf(stderr, "driver: the modal loop does not end; giving up\n");
+            std::fflush(stderr);
+            ::ExitProcess(3);
+        }
+    });
+    INT_PTR result = modal();
+    finished = true;
+    worker.join();
+    return result;
+}
+
+}  // namespace driver

@@ -1,0 +1,87 @@
+// Drives the windows of the test's own process from a second thread, the way a person would:
+// the code under test runs its modal loop on the main thread, the script waits for windows,
+// reads their state and posts input. Every wait is bounded; a window nobody answers fails the
+// test instead of hanging the run.
+#pragma once
+
+#include <windows.h>
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace driver {
+
+constexpr DWORD kTimeoutMs = 10000;
+
+// Thrown by a wait that timed out or a control that cannot be used; RunModal records it as a
+// test failure and closes whatever is still open.
+struct Failure : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+std::string Narrow(const std::wstring& text);
+
+// A top-level window of this process. Empty fields match anything; `owner` is compared only
+// when `matchOwner` is set.
+struct WindowQuery {
+    std::wstring className;
+    std::wstring title;
+    HWND owner = nullptr;
+    bool matchOwner = false;
+};
+HWND WaitForWindow(const WindowQuery& query, DWORD timeoutMs = kTimeoutMs);
+// All visible top-level windows of this process.
+std::vector<HWND> TopLevelWindows();
+void WaitUntilGone(HWND hwnd, DWORD timeoutMs = kTimeoutMs);
+// Polls `condition` until it holds; `what` names it in the failure.
+void WaitUntil(const std::function<bool()>& condition, const std::string& what,
+               DWORD timeoutMs = kTimeoutMs);
+
+// Controls. `Item` searches all descendants, so a sheet finds its pages' controls.
+HWND Item(HWND parent, int id);
+std::wstring Text(HWND hwnd);
+std::wstring ClassName(HWND hwnd);
+void SetText(HWND hwnd, const std::wstring& text);  // an edit also notifies EN_CHANGE
+bool IsEnabled(HWND hwnd);
+bool IsVisible(HWND hwnd);
+int CheckState(HWND hwnd);
+void Click(HWND button);  // fails when the button is hidden or disabled
+void Click(HWND parent, int id);
+std::vector<std::wstring> ComboItems(HWND combo);
+int ComboSelection(HWND combo);
+void SelectCombo(HWND combo, int index);  // as the user would: the owner gets CBN_SELCHANGE
+std::vector<std::vector<std::wstring>> ListRows(HWND list);
+HWND FocusedWindow(HWND anyWindowOfThatThread);
+
+// Property sheets and wizards. Button ids: IDOK, IDCANCEL, kApply, kBack, kNext, kFinish.
+constexpr int kApply = 0x3021;
+constexpr int kBack = 0x3023;
+constexpr int kNext = 0x3024;
+constexpr int kFinish = 0x3025;
+HWND ActivePage(HWND sheet);
+int ActivePageIndex(HWND sheet);
+void SetPage(HWND sheet, int index);
+void PressSheetButton(HWND sheet, int psbtn);  // PSBTN_*
+HWND SheetButton(HWND sheet, int id);
+
+// Message boxes.
+struct MessageBoxInfo {
+    HWND hwnd = nullptr;
+    std::wstring caption;
+    std::wstring text;
+    UINT icon = 0;  // MB_ICONERROR, MB_ICONEXCLAMATION, MB_ICONINFORMATION, MB_ICONQUESTION or 0
+};
+bool IsMessageBox(HWND hwnd);
+MessageBoxInfo WaitForMessageBox(DWORD timeoutMs = kTimeoutMs);
+// Waits for the next message box, presses `button` (IDOK, IDYES, ...) and reports what it said.
+MessageBoxInfo AnswerMessageBox(int button, DWORD timeoutMs = kTimeoutMs);
+
+// Runs `modal` on this thread and `script` on a second one. Returns what `modal` returned.
+// A failing or timed-out script is recorded; windows still open after the script are closed
+// (and recorded as a failure), so the modal run always ends.
+INT_PTR RunModal(const std::function<INT_PTR()>& modal, const std::function<void()>& script,
+                 DWORD graceMs = 5000);
+
+}  // namespace driver

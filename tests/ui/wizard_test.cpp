@@ -1,0 +1,101 @@
+// A three-page Wizard97: button states, the header of interior pages, the exterior last page.
+#include "driver/capture.h"
+#include "driver/driver.h"
+#include "ui/test_pages.h"
+#include "ui/test_resource.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace driver;
+using testui::kEnglish;
+
+HWND WaitForWizard() { return WaitForWindow({L"#32770", L"Framework test wizard"}); }
+
+bool Shows(HWND sheet, int button) { return IsVisible(SheetButton(sheet, button)); }
+bool Enabled(HWND sheet, int button) {
+    HWND hwnd = SheetButton(sheet, button);
+    return IsVisible(hwnd) && IsEnabled(hwnd);
+}
+
+void WaitForPage(HWND sheet, int index) {
+    WaitUntil([&] { return ActivePageIndex(sheet) == index; }, "page " + std::to_string(index));
+}
+
+// Share of pixels in the band above the page that are the header's white.
+double WhiteShareAbovePage(HWND sheet) {
+    RECT page{}, frame{};
+    ::GetWindowRect(ActivePage(sheet), &page);
+    ::GetWindowRect(sheet, &frame);
+    RECT client{};
+    ::GetClientRect(sheet, &client);
+    POINT origin{0, 0};
+    ::ClientToScreen(sheet, &origin);
+    RECT band{origin.x, origin.y, origin.x + client.right, page.top - 2};
+    if (band.bottom - band.top < 8) return 0;
+    Image image = CaptureScreenRect(band);
+    size_t white = 0;
+    for (uint32_t px : image.pixels) white += px == 0xFFFFFF;
+    return image.pixels.empty() ? 0 : double(white) / image.pixels.size();
+}
+
+TEST(Wizard97, ButtonsHeadersAndExteriorPage) {
+    testui::Wizard wizard(kEnglish);
+    INT_PTR result = RunModal(
+        [&] { return wizard.DoModal(); },
+        [&] {
+            HWND hwnd = WaitForWizard();
+            WaitForPage(hwnd, 0);
+            WaitUntil([&] { return Enabled(hwnd, kNext); }, "Next enabled");
+            EXPECT_FALSE(Enabled(hwnd, kBack));
+            EXPECT_FALSE(Shows(hwnd, kFinish));
+            // Interior pages sit below a white header band; the exterior page has none.
+            EXPECT_GT(WhiteShareAbovePage(hwnd), 0.5);
+
+            Click(SheetButton(hwnd, kNext));
+            WaitForPage(hwnd, 1);
+            WaitUntil([&] { return Enabled(hwnd, kBack); }, "Back enabled");
+            EXPECT_TRUE(Enabled(hwnd, kNext));
+            SetText(Item(hwnd, IDC_TEST_NUMBER), L"0");
+            Click(SheetButton(hwnd, kNext));
+            EXPECT_EQ(L"Enter a whole number from 1 to 100.", AnswerMessageBox(IDOK).text);
+            EXPECT_EQ(1, ActivePageIndex(hwnd));
+            SetText(Item(hwnd, IDC_TEST_NUMBER), L"42");
+            Click(SheetButton(hwnd, kNext));
+            WaitForPage(hwnd, 2);
+
+            WaitUntil([&] { return Enabled(hwnd, kFinish); }, "Finish enabled");
+            EXPECT_FALSE(Shows(hwnd, kNext));
+            EXPECT_TRUE(Enabled(hwnd, kBack));
+            RECT page{}, sheet{};
+            ::GetWindowRect(ActivePage(hwnd), &page);
+            ::GetClientRect(hwnd, &sheet);
+            POINT origin{0, 0};
+            ::ClientToScreen(hwnd, &origin);
+            EXPECT_LE(page.top - origin.y, 2) << "the exterior page starts at the top";
+            Click(SheetButton(hwnd, kFinish));
+        });
+    EXPECT_EQ(IDOK, result);
+    EXPECT_EQ(42, wizard.second.number);
+}
+
+TEST(Wizard97, DisabledFinishAndCancel) {
+    testui::Wizard wizard(kEnglish, PSWIZB_BACK | PSWIZB_DISABLEDFINISH);
+    INT_PTR result = RunModal([&] { return wizard.DoModal(); },
+                              [&] {
+                                  HWND hwnd = WaitForWizard();
+                                  WaitUntil([&] { return Enabled(hwnd, kNext); }, "Next enabled");
+                                  Click(SheetButton(hwnd, kNext));
+                                  WaitForPage(hwnd, 1);
+                                  WaitUntil([&] { return Shows(hwnd, kFinish); }, "Finish shown");
+                                  EXPECT_FALSE(IsEnabled(SheetButton(hwnd, kFinish)));
+                                  EXPECT_FALSE(Shows(hwnd, kNext));
+                                  Click(SheetButton(hwnd, kBack));
+                                  WaitForPage(hwnd, 0);
+                                  Click(SheetButton(hwnd, IDCANCEL));
+                              });
+    EXPECT_EQ(IDCANCEL, result);
+}
+
+}  // namespace
