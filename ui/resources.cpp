@@ -8,10 +8,14 @@ namespace ui {
 
 HMODULE ModuleOf(const void* address) noexcept {
     HMODULE module = nullptr;
-    ::GetModuleHandleExW(
-        GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-        static_cast<LPCWSTR>(address), &module);
-    return module;
+    if (::GetModuleHandleExW(
+            GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+            static_cast<LPCWSTR>(address), &module))
+        return module;
+    // A module's handle is its allocation base.
+    MEMORY_BASIC_INFORMATION info{};
+    if (::VirtualQuery(address, &info, sizeof(info)) == 0) return nullptr;
+    return static_cast<HMODULE>(info.AllocationBase);
 }
 
 const DLGTEMPLATE* FindDialogTemplate(HMODULE module, UINT id, LANGID lang) noexcept {
@@ -51,18 +55,27 @@ std::wstring FormatInserts(const std::wstring& pattern, std::initializer_list<st
     return out;
 }
 
-std::wstring Printf(const wchar_t* format, ...) {
+std::wstring VPrintf(const wchar_t* format, va_list args) {
     std::vector<wchar_t> buffer(256);
     for (;;) {
-        va_list args;
-        va_start(args, format);
-        int n = std::vswprintf(buffer.data(), buffer.size(), format, args);
-        va_end(args);
+        va_list copy;
+        va_copy(copy, args);
+        // msvcrt's own formatter: MinGW's C99 one would read "%s" as a narrow string.
+        int n = ::_vsnwprintf(buffer.data(), buffer.size(), format, copy);
+        va_end(copy);
         if (n >= 0 && static_cast<size_t>(n) < buffer.size()) return std::wstring(buffer.data(), n);
         // -1 means "too small" or "bad format"; the bound ends the second case.
         if (buffer.size() >= 65536) return {};
         buffer.resize(buffer.size() * 2);
     }
+}
+
+std::wstring Printf(const wchar_t* format, ...) {
+    va_list args;
+    va_start(args, format);
+    std::wstring text = VPrintf(format, args);
+    va_end(args);
+    return text;
 }
 
 }  // namespace ui

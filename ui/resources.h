@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <cstdarg>
 #include <string>
 
 namespace ui {
@@ -20,7 +21,9 @@ std::wstring LoadTableString(HMODULE module, UINT id, LANGID lang);
 // Replaces the inserts "%1" to "%9" by the arguments; an insert without an argument stays as it is.
 std::wstring FormatInserts(const std::wstring& pattern, std::initializer_list<std::wstring> args);
 
-// Formats like swprintf into a std::wstring.
+// Formats like the system's wsprintf family: "%s" takes a wide string ("%hs" a narrow one), as
+// the format strings of the string tables expect.
 std::wstring Printf(const wchar_t* format, ...);
+std::wstring VPrintf(const wchar_t* format, va_list args);
 
 }  // namespace ui
