@@ -60,18 +60,22 @@ std::string Narrow(const std::wstring& text) {
     return out;
 }
 
-std::vector<HWND> TopLevelWindows() {
-    std::vector<HWND> windows;
+std::vector<HWND> TopLevelWindows(bool anyProcess) {
+    struct Search {
+        bool anyProcess;
+        std::vector<HWND> windows;
+    } search{anyProcess, {}};
     ::EnumWindows(
         [](HWND hwnd, LPARAM lp) -> BOOL {
+            auto search = reinterpret_cast<Search*>(lp);
             DWORD pid = 0;
             ::GetWindowThreadProcessId(hwnd, &pid);
-            if (pid == ::GetCurrentProcessId() && ::IsWindowVisible(hwnd))
-                reinterpret_cast<std::vector<HWND>*>(lp)->push_back(hwnd);
+            if ((search->anyProcess || pid == ::GetCurrentProcessId()) && ::IsWindowVisible(hwnd))
+                search->windows.push_back(hwnd);
             return TRUE;
         },
-        reinterpret_cast<LPARAM>(&windows));
-    return windows;
+        reinterpret_cast<LPARAM>(&search));
+    return search.windows;
 }
 
 void WaitUntil(const std::function<bool()>& condition, const std::string& what, DWORD timeoutMs) {
@@ -87,7 +91,7 @@ HWND WaitForWindow(const WindowQuery& query, DWORD timeoutMs) {
     HWND found = nullptr;
     WaitUntil(
         [&] {
-            for (HWND hwnd : TopLevelWindows()) {
+            for (HWND hwnd : TopLevelWindows(query.anyProcess)) {
                 if (!query.className.empty() && ClassName(hwnd) != query.className) continue;
                 if (!query.title.empty() && Text(hwnd) != query.title) continue;
                 if (query.matchOwner && ::GetWindow(hwnd, GW_OWNER) != query.owner) continue;

@@ -23,17 +23,18 @@ struct Failure : std::runtime_error {
 
 std::string Narrow(const std::wstring& text);
 
-// A top-level window of this process. Empty fields match anything; `owner` is compared only
-// when `matchOwner` is set.
+// A visible top-level window of this process (of any process with `anyProcess`). Empty fields
+// match anything; `owner` is compared only when `matchOwner` is set.
 struct WindowQuery {
     std::wstring className;
     std::wstring title;
     HWND owner = nullptr;
     bool matchOwner = false;
+    bool anyProcess = false;
 };
 HWND WaitForWindow(const WindowQuery& query, DWORD timeoutMs = kTimeoutMs);
-// All visible top-level windows of this process.
-std::vector<HWND> TopLevelWindows();
+// All visible top-level windows of this process, or of every process.
+std::vector<HWND> TopLevelWindows(bool anyProcess = false);
 void WaitUntilGone(HWND hwnd, DWORD timeoutMs = kTimeoutMs);
 // Polls `condition` until it holds; `what` names it in the failure.
 void WaitUntil(const std::function<bool()>& condition, const std::string& what,
