@@ -9,16 +9,185 @@
 // ---------------------------------------------------------------------------------------------
 // Language-neutral resources
 // ---------------------------------------------------------------------------------------------
-#define IDR_MANIFEST                123   // RT_MANIFEST activated by the shell for applets
-#define IDI_APPLET                  140
-#define IDI_HARDWARE_READERS        142
-#define IDI_HARDWARE_RNG            143
-#define IDI_HARDWARE_CARRIERS       144
-#define IDB_WIZARD_HEADER           154   // 53 x 53, 16 colours
-#define IDB_WIZARD_WATERMARK        312   // 145 x 290, 16 colours
+#define IDR_MANIFEST                          123   // RT_MANIFEST the shell activates
+#define IDI_APPLET                            140
+#define IDI_HARDWARE_READERS                  142
+#define IDI_HARDWARE_RNG                      143
+#define IDI_HARDWARE_CARRIERS                 144
+#define IDB_WIZARD_HEADER                     154   // 53 x 53, 16 colours
+#define IDB_WIZARD_WATERMARK                  312   // 145 x 290, 16 colours
+
+// ---------------------------------------------------------------------------------------------
+// Settings pages, in the order of the configuration sheet's tabs
+// ---------------------------------------------------------------------------------------------
+#define IDD_PAGE_GENERAL                      160
+#define IDD_PAGE_HARDWARE                     164
+#define IDD_PAGE_SERVICE                      166
+#define IDD_PAGE_ADVANCED                     163
+#define IDD_PAGE_ALGORITHMS                   170
+#define IDD_PAGE_SECURITY                     162
+#define IDD_PAGE_WINLOGON                     172
+#define IDD_PAGE_TLS                          171
+
+// ---------------------------------------------------------------------------------------------
+// General page (IDD_PAGE_GENERAL)
+// ---------------------------------------------------------------------------------------------
+#define IDC_GENERAL_PRODUCT_NAME              1004  // link: the installer's "URLUpdateInfo"
+#define IDC_GENERAL_NOTICE                    1005  // link: the installer's "URLInfoAbout"
+#define IDC_GENERAL_CORE_VERSION              1006
+#define IDC_GENERAL_RUN_AS_ADMIN              1007  // link, shown without rights to \config
+#define IDC_GENERAL_PKI_CONSOLE               1008  // link
+#define IDC_GENERAL_USER_LANGUAGE             1115
+#define IDC_GENERAL_MACHINE_LANGUAGE          1116
+#define IDC_GENERAL_PRODUCT_VERSION           1125
+#define IDC_GENERAL_SHIELD                    1129  // shown together with IDC_GENERAL_RUN_AS_ADMIN
+
+// ---------------------------------------------------------------------------------------------
+// Hardware page (IDD_PAGE_HARDWARE)
+// ---------------------------------------------------------------------------------------------
+#define IDC_HARDWARE_READERS                  1059
+#define IDC_HARDWARE_RNG                      1060
+#define IDC_HARDWARE_CARRIERS                 1100
+
+// ---------------------------------------------------------------------------------------------
+// Service page (IDD_PAGE_SERVICE)
+// ---------------------------------------------------------------------------------------------
+#define IDC_SERVICE_DELETE                    1061
+#define IDC_SERVICE_VIEW_CERTIFICATES         1062
+#define IDC_SERVICE_INSTALL_CERTIFICATE       1063
+#define IDC_SERVICE_DELETE_PASSWORDS          1064
+#define IDC_SERVICE_CHANGE_PASSWORD           1074
+#define IDC_SERVICE_COPY                      1096
+#define IDC_SERVICE_CHECK                     1138
+
+// ---------------------------------------------------------------------------------------------
+// Advanced page (IDD_PAGE_ADVANCED)
+// ---------------------------------------------------------------------------------------------
+#define IDC_ADVANCED_VERSIONS                 1023  // list view of the installed modules
+#define IDC_ADVANCED_COPY                     57634
+#define IDC_ADVANCED_TIMEOUT                  57635
+
+// ---------------------------------------------------------------------------------------------
+// Algorithms page (IDD_PAGE_ALGORITHMS)
+// ---------------------------------------------------------------------------------------------
+#define IDC_ALGORITHMS_PROV_TYPE              1055
+#define IDC_ALGORITHMS_HASH                   1097
+#define IDC_ALGORITHMS_ENCRYPTION             1098
+#define IDC_ALGORITHMS_SIGNATURE              1099
+#define IDC_ALGORITHMS_DH                     1100
+
+// ---------------------------------------------------------------------------------------------
+// Security page (IDD_PAGE_SECURITY)
+// ---------------------------------------------------------------------------------------------
+#define IDC_SECURITY_PROVIDER                 1055
+#define IDC_SECURITY_CACHE_SIZE_SPIN          1068
+#define IDC_SECURITY_CACHE_SIZE               1070
+#define IDC_SECURITY_CACHING                  1071
+#define IDC_SECURITY_CACHE_SIZE_LABEL         1072
+#define IDC_SECURITY_TYPE71_LABEL             1105  // the type's name is put here at run time
+#define IDC_SECURITY_TYPE75_LABEL             1106  // likewise
+#define IDC_SECURITY_TYPE71                   1107
+#define IDC_SECURITY_TYPE75                   1109
+#define IDC_SECURITY_PROVIDER_LABEL           1112
+#define IDC_SECURITY_MODE_SERVICE             1121  // first of the mode radio group
+#define IDC_SECURITY_MODE_MEMORY              1122
+#define IDC_SECURITY_MODE_GROUP               1123
+#define IDC_SECURITY_DH_CONTROL               1139
+#define IDC_SECURITY_SAVE_MEDIA_INFO          1141
+
+// ---------------------------------------------------------------------------------------------
+// Winlogon page (IDD_PAGE_WINLOGON)
+// ---------------------------------------------------------------------------------------------
+#define IDC_WINLOGON_DC                       1009
+#define IDC_WINLOGON_DC_ID                    1010
+#define IDC_WINLOGON_PROVIDER                 1055
+#define IDC_WINLOGON_READER_LABEL             1106
+#define IDC_WINLOGON_PROVIDER_LABEL           1112
+#define IDC_WINLOGON_READER                   1113
+#define IDC_WINLOGON_KDC                      1115
+#define IDC_WINLOGON_PARAMETERS               1125  // inert
+#define IDC_WINLOGON_EXPORT                   1127
+#define IDC_WINLOGON_DC_LABEL                 1128
+#define IDC_WINLOGON_DC_ID_LABEL              1129
+#define IDC_WINLOGON_FIX_TEMPLATES            1130
+#define IDC_WINLOGON_DISABLE                  1132
+
+// ---------------------------------------------------------------------------------------------
+// TLS settings page (IDD_PAGE_TLS)
+// ---------------------------------------------------------------------------------------------
+#define IDC_TLS_CLIENT_GROUP                  1125
+#define IDC_TLS_SERVER_GROUP                  1126
+#define IDC_TLS_CLIENT_OCSP                   1145
+#define IDC_TLS_CLIENT_NO_REVOCATION          1146
+#define IDC_TLS_CLIENT_NO_EKU_CHECK           1147
+#define IDC_TLS_CLIENT_NO_LEGACY              1148
+#define IDC_TLS_SERVER_OCSP                   1149
+#define IDC_TLS_SERVER_NO_EKU_CHECK           1150
+#define IDC_TLS_SERVER_NO_LEGACY              1151
+#define IDC_TLS_SERVER_NO_REVOCATION          1152
+#define IDC_TLS_SERVER_RENEGOTIATION          1153
+#define IDC_TLS_SERVER_REQUIRE_RENEGOTIATION  1154
+#define IDC_TLS_SERVER_MACHINE_CREDENTIAL     1155
+#define IDC_TLS_MAX_SESSIONS                  1156
+#define IDC_TLS_MAX_SESSIONS_SPIN             1157
+#define IDC_TLS_MAX_CAS                       1158
+#define IDC_TLS_MAX_CAS_SPIN                  1159
+
+// ---------------------------------------------------------------------------------------------
+// Strings: applet, sheet and messages shared by the pages
+// ---------------------------------------------------------------------------------------------
+#define IDS_ERROR_SAVING                      103
+#define IDS_APPLET_NAME                       104
+#define IDS_APPLET_INFO                       105
+#define IDS_REBOOT_QUESTION                   108
+#define IDS_PROPERTIES_FORMAT                 130   // printf: the product name
+#define IDS_ERROR_CODE                        147   // printf: the code in hex, then decimal
+#define IDS_CONTAINER_ACCESS_ERROR            1037  // %1 container name, %2 error text
+#define IDS_APP_TITLE                         57344 // caption without a ProductName
+
+// ---------------------------------------------------------------------------------------------
+// Strings: General page
+// ---------------------------------------------------------------------------------------------
+#define IDS_PKI_CONSOLE_FAILED                109
+#define IDS_RUN_AS_ADMIN_FAILED               116
+#define IDS_LANGUAGE_SYSTEM_DEFAULT           124
+#define IDS_LANGUAGE_RUSSIAN                  125
+#define IDS_LANGUAGE_ENGLISH                  126
+#define IDS_PROVIDER_INTERCEPTED              157
+
+// ---------------------------------------------------------------------------------------------
+// Strings: Hardware page
+// ---------------------------------------------------------------------------------------------
+#define IDS_RDR_LIBRARY_MISSING               1034
+#define IDS_RNDM_LIBRARY_MISSING              1043
+
+// ---------------------------------------------------------------------------------------------
+// Strings: Advanced page (file version columns)
+// ---------------------------------------------------------------------------------------------
+#define IDS_COLUMN_NAME                       118
+#define IDS_COLUMN_VERSION                    119
+#define IDS_COLUMN_TYPE                       120
+#define IDS_COLUMN_PATH                       121
+
+// ---------------------------------------------------------------------------------------------
+// Strings: Security page
+// ---------------------------------------------------------------------------------------------
+#define IDS_PROVIDER_ABSENT                   114
+// The keys storage service and its cache, explained; no page shows these at present.
+#define IDS_KEYS_SERVICE_CACHING              1082
+#define IDS_KEYS_SERVICE_LIFETIME             1083
+#define IDS_KEYS_SERVICE_SPEED                1084
+#define IDS_KEYS_SERVICE_CACHE_SIZE           1085
+#define IDS_KEYS_SERVICE_SECURITY             1086
+
+// ---------------------------------------------------------------------------------------------
+// Strings: Winlogon page
+// ---------------------------------------------------------------------------------------------
+#define IDS_READER_NOT_SET                    106
+#define IDS_DEFAULT_READER_NOT_FOUND          161   // %1 the stored reader name
 
 // ---------------------------------------------------------------------------------------------
 // Framework messages (data exchange)
 // ---------------------------------------------------------------------------------------------
-#define IDS_UI_NUMBER_RANGE         0xF103
-#define IDS_UI_TEXT_TOO_LONG        0xF110
+#define IDS_UI_NUMBER_RANGE                   0xF103
+#define IDS_UI_TEXT_TOO_LONG                  0xF110
