@@ -8,6 +8,7 @@
 #include <cpl.h>
 
 #include <algorithm>
+#include <memory>
 #include <cstdio>
 #include <vector>
 

@@ -4,6 +4,8 @@
 #include "driver/capture.h"
 #include "driver/driver.h"
 
+#include <commctrl.h>
+
 #include <cstdio>
 #include <string>
 

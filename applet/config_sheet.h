@@ -1,0 +1,54 @@
+// The configuration sheet of the control panel: eight settings pages in a fixed order.
+#pragma once
+
+#include "pages/advanced_page.h"
+#include "pages/algorithms_page.h"
+#include "pages/general_page.h"
+#include "pages/hardware_page.h"
+#include "pages/security_page.h"
+#include "pages/service_page.h"
+#include "pages/tls_page.h"
+#include "pages/winlogon_page.h"
+#include "ui/handles.h"
+#include "ui/property_sheet.h"
+
+namespace applet {
+
+// What any control panel sheet needs: the applet's icon for the Control Panel window, and
+// deleting itself when its window is gone (it lives on the heap, built by the applet).
+class CPropSheetControlPanel : public ui::PropertySheet {
+public:
+    CPropSheetControlPanel();
+    // Completion by the applet: the parent window and the page to open first.
+    void Complete(HWND parent, UINT startPage);
+    HICON Icon() const { return icon_.get(); }
+
+protected:
+    void OnInitDialog() override;
+    void PostNcDestroy() override;
+
+private:
+    ui::UniqueHIcon icon_;
+};
+
+class CPropSheetConfigCSP : public CPropSheetControlPanel {
+public:
+    CPropSheetConfigCSP();
+
+private:
+    // In tab order, which is also the order they are added in.
+    CPropPageConfigCSPGeneral general_;
+    CPropPageConfigCSPHardware hardware_;
+    CPropPageConfigCSPServices services_;
+    CPropPageConfigCSPAdvanced advanced_;
+    CPropPageConfigCSPOID algorithms_;
+    CPropPageConfigCSPSecurity security_;
+    CPropPageConfigWLReaders winlogon_;
+    CPropPageConfigTLS tls_;
+};
+
+// The product name of the applet's version resource, through the support library; empty when
+// it can't be read.
+std::wstring ProductNameFromVersion();
+
+}  // namespace applet

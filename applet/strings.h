@@ -1,0 +1,38 @@
+// Every visible text of the applet comes from its string table in the language the support
+// library reports; every error code becomes text through one lookup.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+namespace applet {
+
+// The name message boxes carry; the configuration sheet sets it to the product name.
+const std::wstring& AppName();
+void SetAppName(std::wstring name);
+
+// String `id` through the support library (at most 255 characters); "" on any failure.
+std::wstring LoadStringLang(UINT id);
+// LoadStringLang(id) with "%1" and "%2" replaced.
+std::wstring FormatStringId(UINT id, const std::wstring& insert1,
+                            const std::wstring& insert2 = std::wstring());
+// LoadStringLang(id) used as a printf format.
+std::wstring FormatStringPrintf(UINT id, ...);
+
+// Message boxes owned by the thread's active window; the help context id is the string id.
+int MessageBoxId(UINT id, UINT type);
+int MessageBoxFormat(UINT id, const std::wstring& insert1, const std::wstring& insert2,
+                     UINT type);
+
+// Text of an error code in `language`, looked up where its family keeps its messages; never
+// empty.
+std::wstring ErrorText(DWORD code, LANGID language);
+// "Error 0x%08X (%d) " followed by the code's text in the user interface language.
+std::wstring ErrorMessageText(DWORD code);
+int ErrorMessageBox(DWORD code);
+
+// The user interface language: the support library's setting, read anew.
+LANGID CurrentLanguage();
+
+}  // namespace applet

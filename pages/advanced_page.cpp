@@ -1,0 +1,9 @@
+#include "pages/advanced_page.h"
+
+#include "resource.h"
+
+namespace applet {
+
+CPropPageConfigCSPAdvanced::CPropPageConfigCSPAdvanced() : CPropPageConfigBase(IDD_PAGE_ADVANCED) {}
+
+}  // namespace applet

@@ -1,0 +1,9 @@
+#include "pages/tls_page.h"
+
+#include "resource.h"
+
+namespace applet {
+
+CPropPageConfigTLS::CPropPageConfigTLS() : CPropPageConfigBase(IDD_PAGE_TLS) {}
+
+}  // namespace applet

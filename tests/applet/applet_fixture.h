@@ -1,0 +1,42 @@
+// What the applet's in-process tests share: the product's support library reached the way the
+// installed applet reaches it (the AppPath registration of this program), the configuration
+// store reset between tests, and a small control panel sheet whose pages save as told.
+#pragma once
+
+#include "applet/config_sheet.h"
+#include "applet/page_base.h"
+
+#include <windows.h>
+
+#include <optional>
+#include <string>
+
+namespace applettest {
+
+constexpr wchar_t kAppPathKey[] = L"SOFTWARE\\Kelvane\\Cryptography\\CurrentVersion\\AppPath";
+constexpr wchar_t kProductDir[] = L"C:\\Program Files\\Kelvane\\Vestra CSP\\";
+
+std::wstring ProgramPath();
+std::wstring ProgramName();
+std::wstring ProgramDir();
+
+// HKLM AppPath entry of `file` (its default value); nullopt removes it.
+void SetAppPath(const std::wstring& file, const std::optional<std::wstring>& path);
+// "\local\Language" and "\config\Language" of the testbed's store; nullopt removes them.
+void SetLanguages(std::optional<DWORD> local, std::optional<DWORD> config);
+
+// A control panel sheet of three settings pages (the templates of the first three pages of the
+// configuration sheet) whose SavePage answers what the test says.
+struct TestSheetState {
+    int built = 0;
+    int saveResults[3] = {1, 1, 1};
+    int saves[3] = {0, 0, 0};
+};
+TestSheetState& SheetState();
+applet::CPropSheetControlPanel* NewTestSheet();
+constexpr wchar_t kTestSheetCaption[] = L"Applet test sheet";
+
+// The caption of a dialog template (the tab title of a page).
+std::wstring TemplateCaption(HMODULE module, UINT id, LANGID language);
+
+}  // namespace applettest

@@ -1,0 +1,104 @@
+// The run-time binding of product libraries and where they are found.
+#include "applet/library_binding.h"
+#include "applet/support.h"
+#include "applet_fixture.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using applettest::ProgramDir;
+using applettest::ProgramName;
+using applettest::ProgramPath;
+using applettest::SetAppPath;
+
+std::wstring ModuleFile(HMODULE module) {
+    wchar_t path[MAX_PATH] = {};
+    DWORD n = ::GetModuleFileNameW(module, path, MAX_PATH);
+    return std::wstring(path, n);
+}
+
+TEST(LibraryBinding, CodesForAMissingLibraryAndAMissingFunction) {
+    applet::LibraryBinding absent(L"kvabsent.dll", {"anything"});
+    EXPECT_EQ(applet::kLibraryLoadFailed, absent.AddRef());
+    EXPECT_EQ(0, absent.References());
+    EXPECT_EQ(applet::kLibraryMissing, absent.Call<DWORD (*)()>(0));
+
+    applet::LibraryBinding partial(L"kvsuprt.dll",
+                                   {"support_wnd_language_get", "support_no_such_function"});
+    EXPECT_EQ(applet::kLibraryMissing, partial.Call<DWORD (*)()>(1));
+    EXPECT_NE(applet::kLibraryMissing, partial.Call<DWORD (*)()>(0)) << "the rest still works";
+}
+
+TEST(LibraryBinding, CallsAfterTheLastReleaseBindAgainWithoutLoading) {
+    applet::LibraryBinding binding(L"kvsuprt.dll", {"support_registry_get_long"});
+    ASSERT_EQ(0u, binding.AddRef());
+    HMODULE module = binding.Handle();
+    ASSERT_TRUE(module);
+    binding.Release();
+    EXPECT_EQ(0, binding.References());
+    EXPECT_EQ(module, binding.Handle()) << "the module stays loaded";
+
+    DWORD value = 0;
+    DWORD result = binding.Call<DWORD (*)(const wchar_t*, DWORD*)>(0, L"\\config\\NoSuchValue",
+                                                                   &value);
+    EXPECT_NE(applet::kLibraryMissing, result);
+    EXPECT_NE(0u, result) << "the library's own answer for a missing value";
+    EXPECT_EQ(module, binding.Handle());
+    EXPECT_EQ(0, binding.References()) << "no new reference: it did not load again";
+}
+
+TEST(LibraryBinding, TheSupportLibraryComesFromTheProductDirectory) {
+    ASSERT_EQ(0u, applet::LoadSupportLibrary());
+    EXPECT_EQ(std::wstring(applettest::kProductDir) + L"kvsuprt.dll",
+              ModuleFile(applet::SupportLibrary().Handle()));
+    applet::ReleaseSupportLibrary();
+}
+
+// A probe library present in this program's directory and in the product directory.
+class ProductLibraryLocation : public ::testing::Test {
+protected:
+    void SetUp() override {
+        const std::wstring source = std::wstring(applettest::kProductDir) + L"kvocsp.dll";
+        ASSERT_TRUE(::CopyFileW(source.c_str(), local_.c_str(), FALSE));
+        ASSERT_TRUE(::CopyFileW(source.c_str(), product_.c_str(), FALSE));
+    }
+    void TearDown() override {
+        SetAppPath(ProgramName(), ProgramPath());
+        SetAppPath(kProbe, std::nullopt);
+        ::DeleteFileW(local_.c_str());
+        ::DeleteFileW(product_.c_str());
+    }
+
+    // Where LoadProductLibrary found the probe; "" when it did not load.
+    std::wstring Load() {
+        HMODULE module = applet::LoadProductLibrary(kProbe);
+        if (!module) return {};
+        std::wstring file = ModuleFile(module);
+        ::FreeLibrary(module);
+        return file;
+    }
+
+    static constexpr wchar_t kProbe[] = L"kvprobe.dll";
+    const std::wstring local_ = ProgramDir() + kProbe;
+    const std::wstring product_ = std::wstring(applettest::kProductDir) + kProbe;
+};
+
+TEST_F(ProductLibraryLocation, FollowsTheAppPathRegistration) {
+    SetAppPath(kProbe, product_);
+    EXPECT_EQ(product_, Load()) << "both registered: the library's own entry";
+
+    SetAppPath(ProgramName(), std::nullopt);
+    SetAppPath(kProbe, std::nullopt);
+    EXPECT_EQ(local_, Load()) << "no entries at all: the applet's directory";
+
+    SetAppPath(ProgramName(), std::wstring(L"C:\\Elsewhere\\") + ProgramName());
+    SetAppPath(kProbe, product_);
+    EXPECT_EQ(local_, Load()) << "the applet's entry names another file: the library's is ignored";
+
+    SetAppPath(ProgramName(), ProgramPath());
+    SetAppPath(kProbe, std::wstring(applettest::kProductDir) + L"missing\\kvprobe.dll");
+    EXPECT_EQ(L"", Load()) << "a registered path that fails is not tried elsewhere";
+}
+
+}  // namespace

@@ -1,0 +1,110 @@
+// The configuration sheet itself: its pages, its caption and its language; the restart seam.
+#include "applet/application.h"
+#include "applet/module_state.h"
+#include "applet/strings.h"
+#include "applet_fixture.h"
+#include "driver/driver.h"
+#include "resource.h"
+#include "ui/resources.h"
+
+#include <gtest/gtest.h>
+
+#include <commctrl.h>
+
+namespace {
+
+using namespace driver;
+
+constexpr LANGID kEnglish = MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US);
+constexpr LANGID kRussian = MAKELANGID(LANG_RUSSIAN, SUBLANG_DEFAULT);
+constexpr UINT kPageTemplates[] = {IDD_PAGE_GENERAL,    IDD_PAGE_HARDWARE, IDD_PAGE_SERVICE,
+                                   IDD_PAGE_ADVANCED,   IDD_PAGE_ALGORITHMS, IDD_PAGE_SECURITY,
+                                   IDD_PAGE_WINLOGON,   IDD_PAGE_TLS};
+
+std::vector<std::wstring> TabTitles(HWND sheet) {
+    HWND tabs = reinterpret_cast<HWND>(::SendMessageW(sheet, PSM_GETTABCONTROL, 0, 0));
+    std::vector<std::wstring> titles;
+    int count = static_cast<int>(::SendMessageW(tabs, TCM_GETITEMCOUNT, 0, 0));
+    for (int i = 0; i < count; ++i) {
+        wchar_t text[128] = {};
+        TCITEMW item{};
+        item.mask = TCIF_TEXT;
+        item.pszText = text;
+        item.cchTextMax = 128;
+        ::SendMessageW(tabs, TCM_GETITEMW, i, reinterpret_cast<LPARAM>(&item));
+        titles.emplace_back(text);
+    }
+    return titles;
+}
+
+// Opens the configuration sheet as the Control Panel does and checks its tabs and a string
+// against the resources of `language`.
+void ExpectSheetIn(LANGID language) {
+    applet::CMyControlPanelApp app;
+    ASSERT_EQ(1, applet::ControlPanelEntry(app, nullptr, CPL_INIT, 0, 0));
+    std::vector<std::wstring> expected;
+    for (UINT id : kPageTemplates)
+        expected.push_back(applettest::TemplateCaption(applet::Module(), id, language));
+    RunModal([&] { return applet::ControlPanelEntry(app, nullptr, CPL_DBLCLK, 0, 0); },
+             [&] {
+                 HWND sheet = WaitForWindow({L"#32770", L"Vestra CSP"});
+                 EXPECT_EQ(expected, TabTitles(sheet));
+                 for (int i = 1; i < 8; ++i) {
+                     SetPage(sheet, i);
+                     WaitUntil([&] { return ActivePageIndex(sheet) == i; }, "every page");
+                 }
+                 EXPECT_EQ(ui::LoadTableString(applet::Module(), IDS_ERROR_SAVING, language),
+                           applet::LoadStringLang(IDS_ERROR_SAVING));
+                 PressSheetButton(sheet, PSBTN_CANCEL);
+             });
+    applet::ControlPanelEntry(app, nullptr, CPL_EXIT, 0, 0);
+}
+
+TEST(ConfigurationSheet, ShowsTheEightPagesInTheLanguageOfTheStore) {
+    {
+        SCOPED_TRACE("no setting: the system's English");
+        ExpectSheetIn(kEnglish);
+    }
+    {
+        SCOPED_TRACE("the user's setting");
+        applettest::SetLanguages(1049, 1033);
+        ExpectSheetIn(kRussian);
+    }
+    {
+        SCOPED_TRACE("the machine's setting");
+        applettest::SetLanguages(std::nullopt, 1049);
+        ExpectSheetIn(kRussian);
+    }
+    applettest::SetLanguages(std::nullopt, std::nullopt);
+    EXPECT_NE(applettest::TemplateCaption(applet::Module(), IDD_PAGE_GENERAL, kEnglish),
+              applettest::TemplateCaption(applet::Module(), IDD_PAGE_GENERAL, kRussian));
+}
+
+struct RestartCall {
+    int count = 0;
+    UINT flags = 0;
+    DWORD reason = 0;
+};
+RestartCall g_restart;
+
+BOOL WINAPI RecordRestart(UINT flags, DWORD reason) {
+    ++g_restart.count;
+    g_restart.flags = flags;
+    g_restart.reason = reason;
+    return TRUE;
+}
+
+TEST(PageBase, RebootGoesThroughTheRestartSeam) {
+    applet::RestartFunction previous = applet::SetRestartFunction(RecordRestart);
+    class Page : public applet::CPropPageConfigBase {
+    public:
+        Page() : CPropPageConfigBase(IDD_PAGE_SECURITY) {}
+    } page;
+    EXPECT_TRUE(page.RebootSystem());
+    applet::SetRestartFunction(previous);
+    EXPECT_EQ(1, g_restart.count);
+    EXPECT_EQ(static_cast<UINT>(EWX_REBOOT), g_restart.flags);
+    EXPECT_EQ(0x80040001u, g_restart.reason);
+}
+
+}  // namespace
