@@ -187,6 +187,29 @@
 #define IDS_DEFAULT_READER_NOT_FOUND          161   // %1 the stored reader name
 
 // ---------------------------------------------------------------------------------------------
+// Wizard pages
+// ---------------------------------------------------------------------------------------------
+#define IDD_SELECT_CONTAINER                  155
+#define IDC_SELECT_NAME                       1045
+#define IDC_SELECT_BROWSE                     1046
+#define IDC_SELECT_BY_CERTIFICATE             1047
+#define IDC_SELECT_PROVIDER                   1055
+#define IDC_SELECT_USER                       1056
+#define IDC_SELECT_COMPUTER                   1057
+#define IDC_SELECT_FIND_AUTOMATICALLY         1140
+
+// Wizard strings
+#define IDS_CHOOSE_CERTIFICATE_ANY            122
+#define IDS_CHOOSE_CERTIFICATE_USER           123
+#define IDS_WIZARD_DELETE                     1054
+#define IDS_CSP_ACCESS_ERROR                  1058
+#define IDS_WIZARD_DELETE_SUBTITLE            1060
+#define IDS_CONTAINER_HEADER                  1078
+#define IDS_DELETE_CONFIRM                    1081  // %1 container name
+#define IDS_WIZARD_CHANGE_PASSWORD            1089
+#define IDS_WIZARD_CHANGE_PASSWORD_SUBTITLE   1091
+
+// ---------------------------------------------------------------------------------------------
 // Framework messages (data exchange)
 // ---------------------------------------------------------------------------------------------
 #define IDS_UI_NUMBER_RANGE                   0xF103

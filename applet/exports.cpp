@@ -1,0 +1,33 @@
+#include "applet/exports.h"
+
+#include "applet/module_state.h"
+#include "ui/callback.h"
+#include "wizards/change_password.h"
+#include "wizards/delete_container.h"
+
+namespace {
+
+// A wizard on the stack, modal over `parent`, under the applet's own manifest; its result is
+// not used. Nothing escapes into the caller.
+template <class Wizard>
+void RunExportedWizard(HWND parent) noexcept {
+    ui::Guarded([&] {
+        applet::ActivationScope manifest;
+        Wizard wizard(parent);
+        wizard.DoModal();
+    });
+}
+
+}  // namespace
+
+extern "C" {
+
+void WINAPI WizDeleteContainer(HWND parent) {
+    RunExportedWizard<applet::CWizardDeleteContainer>(parent);
+}
+
+void WINAPI WizChangePassword(HWND parent) {
+    RunExportedWizard<applet::CWizardChangePassword>(parent);
+}
+
+}
