@@ -78,12 +78,21 @@ int wmain(int argc, wchar_t** argv) {
         std::fprintf(stderr, "kvbench_sheet: cannot load the applet\n");
         return 1;
     }
+    ACTCTXW manifest{};
+    manifest.cbSize = sizeof(manifest);
+    manifest.dwFlags = ACTCTX_FLAG_HMODULE_VALID | ACTCTX_FLAG_RESOURCE_NAME_VALID;
+    manifest.hModule = applet;
+    manifest.lpResourceName = MAKEINTRESOURCEW(123);
+    HANDLE context = ::CreateActCtxW(&manifest);
     cplApplet(nullptr, CPL_INIT, 0, 0);
     std::vector<double> appletTimes, bareTimes;
     for (int run = 0; run < runs; ++run) {
         appletTimes.push_back(
             Measure(L"Vestra CSP", [&] { return cplApplet(nullptr, CPL_DBLCLK, 0, 0); }));
         bareTimes.push_back(Measure(L"Bare sheet", [&] {
+            // Under the applet's manifest, as the Control Panel runs the applet.
+            ULONG_PTR cookie = 0;
+            bool active = context != INVALID_HANDLE_VALUE && ::ActivateActCtx(context, &cookie);
             std::vector<std::unique_ptr<BarePage>> pages;
             ui::PropertySheet sheet;
             sheet.SetCaption(L"Bare sheet");
@@ -91,7 +100,9 @@ int wmain(int argc, wchar_t** argv) {
                 pages.push_back(std::make_unique<BarePage>(applet, id));
                 sheet.AddPage(*pages.back());
             }
-            return sheet.DoModal();
+            INT_PTR result = sheet.DoModal();
+            if (active) ::DeactivateActCtx(0, cookie);
+            return result;
         }));
     }
     cplApplet(nullptr, CPL_EXIT, 0, 0);
