@@ -55,6 +55,38 @@ inline constexpr wchar_t kTitleReaders[] = L"" KV_TESTBED_TITLE_READERS;
 inline constexpr wchar_t kTitleCarriers[] = L"" KV_TESTBED_TITLE_CARRIERS;
 inline constexpr wchar_t kTitleRng[] = L"" KV_TESTBED_TITLE_RNG;
 
+// The stand-in CryptoAPI providers (kvcsp.dll, testbed/provider/README.md). Where a parameter
+// the applet sets has to last, the provider writes the same knob back.
+inline constexpr wchar_t kProvider[] = L"Software\\Kelvane\\Testbed\\Provider";
+// REG_DWORD values in kProvider (default when missing):
+inline constexpr wchar_t kProtectionClass[] = L"ProtectionClass";  // param 129 (1); 0 = unanswered
+inline constexpr wchar_t kCacheMaximum[] = L"CacheMaximum";        // param 115 (64); 0 = none
+inline constexpr wchar_t kCacheAvailable[] = L"CacheAvailable";    // param 115 (1)
+inline constexpr wchar_t kCacheSize[] = L"CacheSize";              // param 115 (0); set writes it
+inline constexpr wchar_t kDhControl[] = L"DhControl";              // param 143 (2); 0 = absent
+inline constexpr wchar_t kDhControlFixed[] = L"DhControlFixed";    // param 143 (0); 1 = refuse set
+inline constexpr wchar_t kIntegrity[] = L"Integrity";              // param 146 (0)
+inline constexpr wchar_t kDebugBuild[] = L"DebugBuild";            // param 138 (0)
+inline constexpr wchar_t kPasswordResult[] = L"PasswordResult";    // param 108 (0 = changed)
+// REG_SZ in kProvider: the container the picker (param 110) answers; missing = cancelled.
+inline constexpr wchar_t kPickedContainer[] = L"PickedContainer";
+
+// Failure injection: a subkey of kFail named after an entry point ("CPExportKey") or an entry
+// point and a parameter number ("CPGetProvParam.133"), with REG_DWORD values kFailCall (the Nth
+// call from now fails) and kFailError (its error). The subkey is removed when it has fired.
+inline constexpr wchar_t kFail[] = L"Software\\Kelvane\\Testbed\\Provider\\Fail";
+inline constexpr wchar_t kFailCall[] = L"Call";
+inline constexpr wchar_t kFailError[] = L"Error";
+
+// The provider's dialogs, counted under kCalls.
+inline constexpr wchar_t kCallContainerPicker[] = L"kvcsp container picker";
+inline constexpr wchar_t kCallPasswordChange[] = L"kvcsp password change";
+
+// Live handles of one process: a file mapping named by this format and the process id, holding
+// three LONGs (contexts, keys, hashes). The provider keeps itself loaded once it has been used,
+// so handles leaked past the last CryptReleaseContext still count.
+inline constexpr wchar_t kLiveCountersFormat[] = L"Local\\KelvaneTestbedProviderLive.%lu";
+
 }  // namespace testbed::knobs
 
 #endif  // RC_INVOKED
