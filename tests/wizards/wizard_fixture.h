@@ -1,0 +1,51 @@
+// What the wizard tests share: knobs of the testbed, containers, the providers' live handles.
+#pragma once
+
+#include <windows.h>
+#include <wincrypt.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace wiztest {
+
+constexpr wchar_t kProductDir[] = L"C:\\Program Files\\Kelvane\\Vestra CSP\\";
+constexpr wchar_t kDefaultProvider[] = L"Kelvane Vestra CSP";
+constexpr wchar_t kSecondProvider[] = L"Kelvane Cloud CSP";
+constexpr wchar_t kProvider71[] = L"Kelvane Vestra CSP (GOST 94)";
+constexpr wchar_t kOutsideProvider[] = L"Vestra CSP Extra";
+constexpr DWORD kType = 75;
+
+// A registry value under HKLM (or HKCU) for the length of a scope; restores what was there.
+class ScopedValue {
+public:
+    ScopedValue(HKEY hive, std::wstring key, std::wstring name, DWORD type,
+                const void* data, DWORD size);
+    ScopedValue(HKEY hive, std::wstring key, std::wstring name, DWORD value);
+    ScopedValue(HKEY hive, std::wstring key, std::wstring name, const std::wstring& value);
+    ~ScopedValue();
+    ScopedValue(const ScopedValue&) = delete;
+    ScopedValue& operator=(const ScopedValue&) = delete;
+
+private:
+    HKEY hive_;
+    std::wstring key_, name_;
+    std::optional<std::vector<BYTE>> saved_;
+    DWORD savedType_ = 0;
+};
+
+// The testbed provider's knob values (HKLM\...\Testbed\Provider).
+std::wstring ProviderKnobKey();
+
+bool ContainerExists(const std::wstring& name, bool machine);
+void CreateContainer(const std::wstring& name, bool machine);
+void DeleteContainer(const std::wstring& name, bool machine);
+
+struct LiveHandles {
+    LONG contexts = 0, keys = 0, hashes = 0;
+};
+LiveHandles Live();
+DWORD CallCount(const wchar_t* name);
+
+}  // namespace wiztest
