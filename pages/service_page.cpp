@@ -2,6 +2,7 @@
 
 #include "resource.h"
 #include "wizards/change_password.h"
+#include "wizards/check_container.h"
 #include "wizards/delete_container.h"
 
 namespace applet {
@@ -22,6 +23,9 @@ CPropPageConfigCSPServices::CPropPageConfigCSPServices() : CPropPageConfigBase(I
 bool CPropPageConfigCSPServices::OnCommand(UINT id, UINT code) {
     if (code != BN_CLICKED) return false;
     switch (id) {
+        case IDC_SERVICE_CHECK:
+            RunWizard<CWizardCheckContainer>(hwnd());
+            return true;
         case IDC_SERVICE_DELETE:
             RunWizard<CWizardDeleteContainer>(hwnd());
             return true;

@@ -210,6 +210,62 @@
 #define IDS_WIZARD_CHANGE_PASSWORD_SUBTITLE   1091
 
 // ---------------------------------------------------------------------------------------------
+// Container check wizard: the report page (IDD_CHECK_FINISH) and its strings
+// ---------------------------------------------------------------------------------------------
+#define IDD_CHECK_FINISH                      174
+#define IDC_CHECK_TITLE                       1037
+#define IDC_CHECK_REPORT                      1045  // list view: label, value
+#define IDC_CHECK_COPY                        57634
+
+#define IDS_WIZARD_CHECK                      131
+#define IDS_WIZARD_CHECK_SUBTITLE             132
+// Report labels; most carry their indentation in the text.
+#define IDS_CHECK_NAME                        133
+#define IDS_CHECK_UNIQUE_NAME                 134
+#define IDS_CHECK_FQCN                        148
+#define IDS_CHECK_INTEGRITY                   183
+#define IDS_CHECK_EXCHANGE_KEY                179
+#define IDS_CHECK_SIGNATURE_KEY               180
+#define IDS_CHECK_PUBLIC_EXPORT               152
+#define IDS_CHECK_PUBLIC_IMPORT               153
+#define IDS_CHECK_SIGNING                     154
+#define IDS_CHECK_VERIFYING                   155
+#define IDS_CHECK_AGREEMENT                   156
+#define IDS_CHECK_KEY_EXPORT                  139
+#define IDS_CHECK_ALGORITHM                   146
+#define IDS_CHECK_CERT_IN_CONTAINER           178
+#define IDS_CHECK_CERT_IN_STORE               186
+#define IDS_CHECK_USAGE_PERIOD                159
+#define IDS_CHECK_KEYS_LOADING                149
+#define IDS_CHECK_EXTENSIONS                  144
+#define IDS_CHECK_CRITICAL                    142
+#define IDS_CHECK_NONCRITICAL                 143
+#define IDS_CHECK_SUCCEEDED                   135   // verdicts
+#define IDS_CHECK_FAILED                      136
+#define IDS_CERT_NAME                         1063  // certificate detail labels
+#define IDS_CERT_SUBJECT                      1064
+#define IDS_CERT_ISSUER                       1065
+#define IDS_CERT_VALID_FROM                   1066
+#define IDS_CERT_VALID_TO                     1067
+#define IDS_CERT_SERIAL                       1068
+#define IDS_CERT_KEY_VALID_FROM               1111
+#define IDS_CERT_KEY_VALID_TO                 1112
+// Report values
+#define IDS_CHECK_SUCCEED                     150
+#define IDS_CHECK_NO_ERRORS                   145
+#define IDS_CHECK_AVAILABLE                   181
+#define IDS_CHECK_NOT_AVAILABLE               182
+#define IDS_CHECK_CORRUPTED                   184
+#define IDS_CHECK_UNKNOWN_CORRUPTION          185
+#define IDS_CHECK_ALLOWED                     140
+#define IDS_CHECK_DISALLOWED                  141
+#define IDS_CHECK_CERT_MATCH                  138
+#define IDS_CHECK_CERT_MISMATCH               137
+#define IDS_CHECK_EXPIRED                     158
+#define IDS_CHECK_NOT_INSTALLED               188
+#define IDS_CHECK_NO_KEY_LINK                 187   // a value under the label "  "
+
+// ---------------------------------------------------------------------------------------------
 // Framework messages (data exchange)
 // ---------------------------------------------------------------------------------------------
 #define IDS_UI_NUMBER_RANGE                   0xF103
