@@ -95,7 +95,9 @@ void Dialog::SetTemplate(const DLGTEMPLATE* tmpl, HMODULE module, LANGID languag
 
 INT_PTR Dialog::DoModal(HWND owner) {
     if (!template_) return -1;
-    return ::DialogBoxIndirectParamW(ResourceModule(), template_, owner, DlgProc,
+    // Modal over the top-level window, as for sheets.
+    return ::DialogBoxIndirectParamW(ResourceModule(), template_,
+                                     owner ? ::GetAncestor(owner, GA_ROOT) : nullptr, DlgProc,
                                      reinterpret_cast<LPARAM>(this));
 }
 

@@ -131,7 +131,9 @@ INT_PTR PropertySheet::DoModal() {
     PROPSHEETHEADERW header{};
     header.dwSize = sizeof(header);
     header.dwFlags = flags_;
-    header.hwndParent = parent_;
+    // Modal over the whole window the parent belongs to: comctl32 disables only the window it
+    // is given, and a page or a control as parent would leave its sheet usable.
+    header.hwndParent = parent_ ? ::GetAncestor(parent_, GA_ROOT) : nullptr;
     header.pszCaption = caption_.c_str();
     header.nPages = static_cast<UINT>(handles.size());
     header.nStartPage = handles.empty() ? 0 : std::min<UINT>(startPage_, header.nPages - 1);

@@ -41,6 +41,24 @@ TEST(SettingsSheet, SwitchesPagesAndReturnsOkOrCancel) {
     EXPECT_EQ(1, again.first.applyCount);
 }
 
+TEST(SettingsSheet, IsModalOverTheTopLevelWindowOfAChildParent) {
+    HWND top = ::CreateWindowExW(0, L"STATIC", L"owner", WS_POPUP | WS_VISIBLE, 0, 0, 100, 100,
+                                 nullptr, nullptr, nullptr, nullptr);
+    HWND child = ::CreateWindowExW(0, L"STATIC", L"", WS_CHILD | WS_VISIBLE, 0, 0, 10, 10, top,
+                                   nullptr, nullptr, nullptr);
+    testui::SettingsSheet sheet(kEnglish);
+    sheet.SetParent(child);
+    RunModal([&] { return sheet.DoModal(); },
+             [&] {
+                 HWND hwnd = WaitForSheet();
+                 EXPECT_EQ(top, ::GetWindow(hwnd, GW_OWNER));
+                 EXPECT_FALSE(IsEnabled(top));
+                 PressSheetButton(hwnd, PSBTN_CANCEL);
+             });
+    EXPECT_TRUE(IsEnabled(top));
+    ::DestroyWindow(top);
+}
+
 TEST(SettingsSheet, SetModifiedEnablesApply) {
     testui::SettingsSheet sheet(kEnglish);
     RunModal([&] { return sheet.DoModal(); },
