@@ -38,6 +38,20 @@ BOOL Corrupt() {
     return FALSE;
 }
 
+// The arguments every decoder checks and the SEQUENCE every structure here is; false with the
+// last error set otherwise.
+bool OuterSequence(const BYTE* encoded, DWORD encoded_size, const DWORD* info_size,
+                   der::Element& sequence) {
+    if (!encoded || !info_size) {
+        ::SetLastError(ERROR_INVALID_PARAMETER);
+        return false;
+    }
+    const BYTE* at = encoded;
+    if (!der::Read(at, encoded + encoded_size, sequence) || sequence.tag != der::kSequence)
+        return Corrupt();
+    return true;
+}
+
 }  // namespace
 
 extern "C" {
@@ -69,14 +83,8 @@ BOOL WINAPI KvEncodePublicKeyAndParameters(DWORD, LPSTR, BYTE* blob, DWORD size,
 //                                      notAfter  [1] GeneralizedTime OPTIONAL }
 BOOL WINAPI KvDecodeUsagePeriod(DWORD, LPCSTR, const BYTE* encoded, DWORD encoded_size, DWORD,
                                 void* info, DWORD* info_size) {
-    if (!encoded || !info_size) {
-        ::SetLastError(ERROR_INVALID_PARAMETER);
-        return FALSE;
-    }
-    const BYTE* at = encoded;
     der::Element sequence;
-    if (!der::Read(at, encoded + encoded_size, sequence) || sequence.tag != der::kSequence)
-        return Corrupt();
+    if (!OuterSequence(encoded, encoded_size, info_size, sequence)) return FALSE;
     FILETIME times[2] = {};
     bool present[2] = {};
     const BYTE* inner = sequence.content;
@@ -103,14 +111,8 @@ BOOL WINAPI KvDecodeUsagePeriod(DWORD, LPCSTR, const BYTE* encoded, DWORD encode
 // encoded certificates.
 BOOL WINAPI KvDecodeCertificateSet(DWORD, LPCSTR, const BYTE* encoded, DWORD encoded_size, DWORD,
                                    void* info, DWORD* info_size) {
-    if (!encoded || !info_size) {
-        ::SetLastError(ERROR_INVALID_PARAMETER);
-        return FALSE;
-    }
-    const BYTE* at = encoded;
     der::Element sequence;
-    if (!der::Read(at, encoded + encoded_size, sequence) || sequence.tag != der::kSequence)
-        return Corrupt();
+    if (!OuterSequence(encoded, encoded_size, info_size, sequence)) return FALSE;
     std::vector<der::Element> certificates;
     size_t data_size = 0;
     for (const BYTE* inner = sequence.content; inner < sequence.end;) {

@@ -1,6 +1,7 @@
 // How long the configuration sheet takes to come up: from CPL_DBLCLK to an idle sheet whose
 // eight pages have all been shown, against a bare comctl32 sheet of the same eight templates in
 // the same process. Usage: kvbench_sheet APPLET-PATH [RUNS]
+#include "bench/timing.h"
 #include "driver/driver.h"
 #include "ui/property_sheet.h"
 #include "ui/resources.h"
@@ -18,20 +19,13 @@ using namespace driver;
 
 constexpr UINT kTemplates[] = {160, 164, 166, 163, 170, 162, 172, 171};
 
-double Now() {
-    LARGE_INTEGER counter, frequency;
-    ::QueryPerformanceCounter(&counter);
-    ::QueryPerformanceFrequency(&frequency);
-    return 1000.0 * counter.QuadPart / frequency.QuadPart;
-}
-
 // Runs `open` modally and returns the milliseconds until every page has been shown and the
 // sheet's thread is idle.
 double Measure(const std::wstring& title, const std::function<INT_PTR()>& open) {
     double start = 0, ready = 0;
     RunModal(
         [&] {
-            start = Now();
+            start = bench::Now();
             return open();
         },
         [&] {
@@ -42,16 +36,10 @@ double Measure(const std::wstring& title, const std::function<INT_PTR()>& open) 
             }
             DWORD_PTR ignored;
             ::SendMessageTimeoutW(sheet, WM_NULL, 0, 0, SMTO_NORMAL, 10000, &ignored);
-            ready = Now();
+            ready = bench::Now();
             PressSheetButton(sheet, PSBTN_CANCEL);
         });
     return ready - start;
-}
-
-double Median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    size_t n = values.size();
-    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
 }
 
 class BarePage : public ui::PropertyPage {
@@ -106,7 +94,7 @@ int wmain(int argc, wchar_t** argv) {
         }));
     }
     cplApplet(nullptr, CPL_EXIT, 0, 0);
-    double appletMedian = Median(appletTimes), bareMedian = Median(bareTimes);
+    double appletMedian = bench::Median(appletTimes), bareMedian = bench::Median(bareTimes);
     std::printf("runs: %d\napplet sheet median: %.1f ms\nbare sheet median:   %.1f ms\nratio: %.2f\n",
                 runs, appletMedian, bareMedian, appletMedian / bareMedian);
     return 0;

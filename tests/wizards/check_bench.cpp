@@ -2,6 +2,7 @@
 // on a container with both keys, their certificates and a chain of issuing CA and root in its
 // extensions, against the same CryptoAPI calls in the same order with nothing written down.
 // Usage: kvbench_check [RUNS]
+#include "bench/timing.h"
 #include "fixtures.h"
 #include "kvcsp.h"
 #include "ui/handles.h"
@@ -21,19 +22,6 @@ using Bytes = std::vector<BYTE>;
 constexpr wchar_t kContainer[] = L"bench-check";
 constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 constexpr wchar_t kTestData[] = L"Hello World";
-
-double Now() {
-    LARGE_INTEGER counter, frequency;
-    ::QueryPerformanceCounter(&counter);
-    ::QueryPerformanceFrequency(&frequency);
-    return 1000.0 * static_cast<double>(counter.QuadPart) / static_cast<double>(frequency.QuadPart);
-}
-
-double Median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    size_t n = values.size();
-    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
-}
 
 class Rows : public applet::CheckReport {
 public:
@@ -238,17 +226,17 @@ int wmain(int argc, wchar_t** argv) {
     // Interleaved, so that both see the same state of the machine.
     std::vector<double> check, bare;
     for (int i = 0; i < runs; ++i) {
-        double start = Now();
+        double start = bench::Now();
         applet::RunContainerCheck(prov.get(), 0, report);
-        check.push_back(Now() - start);
-        start = Now();
+        check.push_back(bench::Now() - start);
+        start = bench::Now();
         BareCalls(prov.get());
-        bare.push_back(Now() - start);
+        bare.push_back(bench::Now() - start);
     }
     prov.reset();
     fixtures::DeleteContainer(spec.provider, spec.type, false, kContainer);
 
-    const double checkMedian = Median(check), bareMedian = Median(bare);
+    const double checkMedian = bench::Median(check), bareMedian = bench::Median(bare);
     std::printf("container check, %d runs, %zu rows\n", runs, report.rows.size());
     std::printf("  whole check (report rows):      median %8.2f ms  (min %.2f, max %.2f)\n",
                 checkMedian, *std::min_element(check.begin(), check.end()),
