@@ -36,7 +36,12 @@ void PropertyPage::SetHeaderSubtitle(const std::wstring& subtitle) {
 
 void PropertyPage::SetHideHeader() { header_.dwFlags |= PSP_HIDEHEADER; }
 
+PropertyPage::~PropertyPage() {
+    if (sheet_) sheet_->Forget(*this);
+}
+
 void PropertyPage::SetModified(bool modified) {
+    modified_ = modified;
     HWND sheet = SheetWindow();
     if (sheet)
         ::SendMessageW(sheet, modified ? PSM_CHANGED : PSM_UNCHANGED,
@@ -103,7 +108,13 @@ INT_PTR CALLBACK PropertyPage::DlgProc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp
 
 PropertySheet::~PropertySheet() {
     if (hwnd_) ::RemoveWindowSubclass(hwnd_, SubclassProc, 0);
+    // Pages held as members of a derived sheet are gone by now and have left the list; only
+    // pages that outlive the sheet are still in it.
     for (PropertyPage* page : pages_) page->sheet_ = nullptr;
+}
+
+void PropertySheet::Forget(PropertyPage& page) {
+    pages_.erase(std::remove(pages_.begin(), pages_.end(), &page), pages_.end());
 }
 
 void PropertySheet::AddPage(PropertyPage& page) {

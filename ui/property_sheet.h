@@ -16,6 +16,7 @@ class PropertySheet;
 class PropertyPage : public DialogBase {
 public:
     PropertyPage();
+    ~PropertyPage() override;
 
     // The page's template, given in memory (PSP_DLGINDIRECT).
     void SetTemplate(const DLGTEMPLATE* tmpl, HMODULE module, LANGID language);
@@ -117,6 +118,7 @@ private:
         INT_PTR result = 0;
     };
     void Attach(HWND hwnd);
+    void Forget(PropertyPage& page);  // a page leaves the sheet when it is destroyed first
     static LRESULT CALLBACK SubclassProc(HWND, UINT, WPARAM, LPARAM, UINT_PTR,
                                          DWORD_PTR) noexcept;
 

@@ -68,6 +68,7 @@ TEST(SettingsSheet, SetModifiedEnablesApply) {
                  EXPECT_FALSE(IsEnabled(apply));
                  Click(hwnd, IDC_TEST_FLAG);
                  WaitUntil([&] { return IsEnabled(apply); }, "Apply enabled");
+                 EXPECT_TRUE(sheet.first.IsModified());
                  Click(apply);
                  WaitUntil([&] { return !IsEnabled(apply); }, "Apply disabled after applying");
                  EXPECT_EQ(1, sheet.first.applyCount);
@@ -134,6 +135,24 @@ TEST(SettingsSheet, InvalidNumberStopsThePageChange) {
                  EXPECT_EQ(7, sheet.second.number);
                  PressSheetButton(hwnd, PSBTN_CANCEL);
              });
+}
+
+// A sheet's pages may be its members (destroyed before the sheet's base) or live longer than
+// it; neither side may reach into the other once it is gone.
+TEST(SettingsSheet, PagesAndTheSheetForgetEachOtherWhicheverGoesFirst) {
+    testui::SettingsPage outliving(IDD_TEST_SETTINGS1, kEnglish);
+    {
+        ui::PropertySheet sheet;
+        {
+            testui::SettingsPage early(IDD_TEST_SETTINGS2, kEnglish);
+            sheet.AddPage(early);
+            sheet.AddPage(outliving);
+            EXPECT_EQ(&sheet, early.Sheet());
+        }
+        ASSERT_EQ(1, sheet.PageCount());
+        EXPECT_EQ(&outliving, &sheet.Page(0));
+    }
+    EXPECT_EQ(nullptr, outliving.Sheet());
 }
 
 }  // namespace
