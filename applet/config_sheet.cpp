@@ -20,8 +20,8 @@ std::wstring ProductNameFromVersion() {
 }
 
 CPropSheetControlPanel::CPropSheetControlPanel()
-    : icon_(static_cast<HICON>(
-          ::LoadImageW(Module(), MAKEINTRESOURCEW(IDI_APPLET), IMAGE_ICON, 0, 0, LR_DEFAULTSIZE))) {}
+    : icon_(static_cast<HICON>(::LoadImageW(Module(), MAKEINTRESOURCEW(IDI_APPLET), IMAGE_ICON, 0,
+                                            0, LR_DEFAULTSIZE | LR_SHARED))) {}
 
 void CPropSheetControlPanel::Complete(HWND parent, UINT startPage) {
     SetParent(parent);
@@ -31,8 +31,8 @@ void CPropSheetControlPanel::Complete(HWND parent, UINT startPage) {
 void CPropSheetControlPanel::OnInitDialog() {
     // The icon belongs to the Control Panel window that hosts us, not to the sheet.
     if (HWND parent = Parent()) {
-        ::SendMessageW(parent, WM_SETICON, ICON_BIG, reinterpret_cast<LPARAM>(icon_.get()));
-        ::SendMessageW(parent, WM_SETICON, ICON_SMALL, reinterpret_cast<LPARAM>(icon_.get()));
+        ::SendMessageW(parent, WM_SETICON, ICON_BIG, reinterpret_cast<LPARAM>(icon_));
+        ::SendMessageW(parent, WM_SETICON, ICON_SMALL, reinterpret_cast<LPARAM>(icon_));
     }
 }
 

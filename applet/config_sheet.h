@@ -9,26 +9,27 @@
 #include "pages/service_page.h"
 #include "pages/tls_page.h"
 #include "pages/winlogon_page.h"
-#include "ui/handles.h"
 #include "ui/property_sheet.h"
 
 namespace applet {
 
 // What any control panel sheet needs: the applet's icon for the Control Panel window, and
 // deleting itself when its window is gone (it lives on the heap, built by the applet).
+// The icon is the module's shared copy: the parent keeps showing it after the sheet is gone
+// and while the applet builds the next one.
 class CPropSheetControlPanel : public ui::PropertySheet {
 public:
     CPropSheetControlPanel();
     // Completion by the applet: the parent window and the page to open first.
     void Complete(HWND parent, UINT startPage);
-    HICON Icon() const { return icon_.get(); }
+    HICON Icon() const { return icon_; }
 
 protected:
     void OnInitDialog() override;
     void PostNcDestroy() override;
 
 private:
-    ui::UniqueHIcon icon_;
+    HICON icon_;  // shared (LR_SHARED): never destroyed by us
 };
 
 class CPropSheetConfigCSP : public CPropSheetControlPanel {

@@ -82,6 +82,14 @@ TEST_F(ControlPanel, DoubleClickOpensTheSheetAndGivesItsParentTheIcon) {
              });
     EXPECT_EQ(0, result);
     EXPECT_EQ(1, SheetState().built);
+    // The sheet has deleted itself; the Control Panel window still shows the icon.
+    for (WPARAM size : {ICON_BIG, ICON_SMALL}) {
+        auto icon = reinterpret_cast<HICON>(::SendMessageW(parent, WM_GETICON, size, 0));
+        ICONINFO info{};
+        EXPECT_TRUE(icon && ::GetIconInfo(icon, &info)) << "a live icon of size " << size;
+        if (info.hbmColor) ::DeleteObject(info.hbmColor);
+        if (info.hbmMask) ::DeleteObject(info.hbmMask);
+    }
     ::DestroyWindow(parent);
 }
 
