@@ -455,8 +455,11 @@ TEST_F(CheckSequence, ExtensionsListTheirCertificatesAndALongerRecordEndsTheList
     auto der = [](const std::vector<fixtures::Bytes>& certificates) {
         size_t length = 0;
         for (const fixtures::Bytes& c : certificates) length += c.size();
-        fixtures::Bytes value = {0x30, 0x82, static_cast<BYTE>(length >> 8),
-                                 static_cast<BYTE>(length & 0xFF)};
+        fixtures::Bytes value;
+        value.reserve(4 + length);
+        for (BYTE b : {BYTE{0x30}, BYTE{0x82}, static_cast<BYTE>(length >> 8),
+                       static_cast<BYTE>(length & 0xFF)})
+            value.push_back(b);
         for (const fixtures::Bytes& c : certificates) value.insert(value.end(), c.begin(), c.end());
         return value;
     };
