@@ -18,8 +18,10 @@ HMODULE TemplateModule(UINT id) {
 
 CPropertyPageLang::CPropertyPageLang(UINT templateId) : templateId_(templateId) {
     LANGID language = CurrentLanguage();
-    if (HMODULE module = TemplateModule(templateId))
+    if (HMODULE module = TemplateModule(templateId)) {
         SetTemplate(ui::FindDialogTemplate(module, templateId, language), module, language);
+        SetInitData(ui::FindDialogInit(module, templateId, language));
+    }
 }
 
 std::wstring CPropertyPageLang::LoadText(UINT id) const { return LoadStringLang(id); }

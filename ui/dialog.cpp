@@ -74,6 +74,7 @@ INT_PTR DialogBase::Procedure(DialogBase* self, HWND hwnd, UINT msg, WPARAM wp, 
         ::SetWindowLongPtrW(hwnd, DWLP_USER, reinterpret_cast<LONG_PTR>(self));
         self->hwnd_ = hwnd;
         self->OnAttached();
+        ApplyDialogInit(hwnd, self->init_);
     }
     if (!self) return FALSE;
     LRESULT result = 0;

@@ -2,6 +2,8 @@
 // through DWLP_USER, stored at WM_INITDIALOG: no window map, no thunks.
 #pragma once
 
+#include "ui/resources.h"
+
 #include <windows.h>
 
 #include <string>
@@ -48,6 +50,9 @@ protected:
         module_ = module;
         language_ = language;
     }
+    // List and combo box items that the window starts with (the template's initialisation
+    // data); sent to the controls before OnInitDialog.
+    void SetInitData(const DialogInit& init) { init_ = init; }
 
     // Called once the window exists and before OnInitDialog; `hwnd_` is set.
     virtual void OnAttached() {}
@@ -62,6 +67,7 @@ protected:
 private:
     HMODULE module_ = nullptr;
     LANGID language_ = 0;
+    DialogInit init_;
 };
 
 // A modal dialog.

@@ -1,6 +1,9 @@
 #include "ui/resources.h"
 
+#include <commctrl.h>
+
 #include <cstdarg>
+#include <cstring>
 #include <cwchar>
 #include <vector>
 
@@ -23,6 +26,56 @@ const DLGTEMPLATE* FindDialogTemplate(HMODULE module, UINT id, LANGID lang) noex
     if (!res) return nullptr;
     HGLOBAL data = ::LoadResource(module, res);
     return data ? static_cast<const DLGTEMPLATE*>(::LockResource(data)) : nullptr;
+}
+
+DialogInit FindDialogInit(HMODULE module, UINT id, LANGID lang) noexcept {
+    constexpr WORD kDialogInitType = 240;
+    HRSRC res = ::FindResourceExW(module, MAKEINTRESOURCEW(kDialogInitType), MAKEINTRESOURCEW(id),
+                                  lang);
+    if (!res) return {};
+    HGLOBAL data = ::LoadResource(module, res);
+    auto bytes = data ? static_cast<const BYTE*>(::LockResource(data)) : nullptr;
+    return bytes ? DialogInit{bytes, ::SizeofResource(module, res)} : DialogInit{};
+}
+
+void ApplyDialogInit(HWND dialog, const DialogInit& init) {
+    // The record's message is the 16-bit value that resource compilers write.
+    constexpr WORD kListAdd16 = 0x0401, kComboAdd16 = 0x0403, kComboExAdd = 0x1234;
+    const BYTE* p = init.data;
+    const BYTE* end = init.data ? init.data + init.size : nullptr;
+    while (p && end - p >= 2) {
+        WORD control, message;
+        DWORD length;
+        std::memcpy(&control, p, 2);
+        if (control == 0 || end - p < 8) break;
+        std::memcpy(&message, p + 2, 2);
+        std::memcpy(&length, p + 4, 4);
+        p += 8;
+        if (length > static_cast<DWORD>(end - p)) break;
+        const char* text = reinterpret_cast<const char*>(p);
+        const int bytes = static_cast<int>(::strnlen(text, length));
+        std::wstring item(::MultiByteToWideChar(CP_UTF8, 0, text, bytes, nullptr, 0), L'\0');
+        ::MultiByteToWideChar(CP_UTF8, 0, text, bytes, item.data(), static_cast<int>(item.size()));
+        p += length;
+        HWND hwnd = ::GetDlgItem(dialog, control);
+        if (!hwnd) continue;
+        switch (message) {
+            case kListAdd16:
+                ::SendMessageW(hwnd, LB_ADDSTRING, 0, reinterpret_cast<LPARAM>(item.c_str()));
+                break;
+            case kComboAdd16:
+                ::SendMessageW(hwnd, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(item.c_str()));
+                break;
+            case kComboExAdd: {
+                COMBOBOXEXITEMW entry{};
+                entry.mask = CBEIF_TEXT;
+                entry.iItem = -1;
+                entry.pszText = item.data();
+                ::SendMessageW(hwnd, CBEM_INSERTITEMW, 0, reinterpret_cast<LPARAM>(&entry));
+                break;
+            }
+        }
+    }
 }
 
 std::wstring LoadTableString(HMODULE module, UINT id, LANGID lang) {

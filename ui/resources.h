@@ -15,6 +15,20 @@ HMODULE ModuleOf(const void* address) noexcept;
 // The dialog template `id` in exactly `lang` (no fallback), locked in memory; nullptr when absent.
 const DLGTEMPLATE* FindDialogTemplate(HMODULE module, UINT id, LANGID lang) noexcept;
 
+// Initialisation data of dialog `id` (resource type 240, RT_DLGINIT) in exactly `lang`: the
+// items that the template's list and combo boxes start with.
+struct DialogInit {
+    const BYTE* data = nullptr;
+    DWORD size = 0;
+};
+DialogInit FindDialogInit(HMODULE module, UINT id, LANGID lang) noexcept;
+
+// Sends the records of `init` to the controls of `dialog`: list and combo box strings
+// (LB_ADDSTRING, CB_ADDSTRING, CBEM_INSERTITEM). The strings are UTF-8, the code page of every
+// resource script of the applet. Reading stops at the end record or at a record that would run
+// past the resource.
+void ApplyDialogInit(HWND dialog, const DialogInit& init);
+
 // String `id` of the string table in exactly `lang`; empty when absent.
 std::wstring LoadTableString(HMODULE module, UINT id, LANGID lang);
 

@@ -80,6 +80,30 @@ TEST(ConfigurationSheet, ShowsTheEightPagesInTheLanguageOfTheStore) {
               applettest::TemplateCaption(applet::Module(), IDD_PAGE_GENERAL, kRussian));
 }
 
+// A page built in the store's language starts with its template's list items in that language.
+TEST(LanguageBases, APageStartsWithTheItemsOfItsTemplateInTheStoresLanguage) {
+    constexpr UINT kTemplate = 9001, kCombo = 1001;  // applet_test.rc
+    struct Case {
+        DWORD language;
+        std::vector<std::wstring> items;
+    };
+    for (const Case& c : {Case{1033, {L"First", L"Second"}}, Case{1049, {L"Первый", L"Второй"}}}) {
+        SCOPED_TRACE(c.language);
+        applettest::SetLanguages(c.language, std::nullopt);
+        applet::CPropertyPageLang page(kTemplate);
+        ui::PropertySheet sheet;
+        sheet.SetCaption(L"Initialisation data");
+        sheet.AddPage(page);
+        RunModal([&] { return sheet.DoModal(); },
+                 [&] {
+                     HWND hwnd = WaitForWindow({L"#32770", L"Initialisation data"});
+                     EXPECT_EQ(c.items, ComboItems(Item(hwnd, kCombo)));
+                     PressSheetButton(hwnd, PSBTN_CANCEL);
+                 });
+    }
+    applettest::SetLanguages(std::nullopt, std::nullopt);
+}
+
 struct RestartCall {
     int count = 0;
     UINT flags = 0;
