@@ -30,8 +30,8 @@ const DLGTEMPLATE* FindDialogTemplate(HMODULE module, UINT id, LANGID lang) noex
 
 DialogInit FindDialogInit(HMODULE module, UINT id, LANGID lang) noexcept {
     constexpr WORD kDialogInitType = 240;
-    HRSRC res = ::FindResourceExW(module, MAKEINTRESOURCEW(kDialogInitType), MAKEINTRESOURCEW(id),
-                                  lang);
+    HRSRC res =
+        ::FindResourceExW(module, MAKEINTRESOURCEW(kDialogInitType), MAKEINTRESOURCEW(id), lang);
     if (!res) return {};
     HGLOBAL data = ::LoadResource(module, res);
     auto bytes = data ? static_cast<const BYTE*>(::LockResource(data)) : nullptr;

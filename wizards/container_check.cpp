@@ -5,6 +5,7 @@
 #include "ui/handles.h"
 #include "ui/resources.h"
 
+#include <algorithm>
 #include <cstring>
 #include <optional>
 
@@ -432,7 +433,8 @@ private:
 
     // The container's extensions, one record at a time into a buffer sized by the first
     // answer. Each fetch passes the length the previous one returned, so a record longer
-    // than the one before it ends the listing.
+    // than the one before it ends the listing. Whatever size the provider reports, it is
+    // never offered, and nothing is read, beyond the buffer.
     void Extensions() {
         DWORD length = 0;
         if (!::CryptGetProvParam(prov_, kExtensionsParam, nullptr, &length, CRYPT_FIRST)) {
@@ -440,38 +442,33 @@ private:
             return;
         }
         Bytes record(length);
+        const DWORD room = length;
         bool listed = false;
         for (DWORD flags = CRYPT_FIRST;
              ::CryptGetProvParam(prov_, kExtensionsParam, record.data(), &length, flags);
              flags = 0) {
+            length = std::min(length, room);
             if (!listed) Row(IDS_CHECK_EXTENSIONS, std::wstring());
             listed = true;
-            Extension(record.data(), length);
+            if (std::optional<ExtensionItem> item = ParseExtensionRecord(record.data(), length))
+                Extension(*item);
         }
     }
 
-    // A record: critical flag, value length n, n bytes of DER, the object identifier as
-    // zero-terminated ANSI text. Its value is a set of certificates.
-    void Extension(const BYTE* record, DWORD size) {
-        DWORD critical = 0, length = 0;
-        if (size < 2 * sizeof(DWORD)) return;
-        std::memcpy(&critical, record, sizeof(DWORD));
-        std::memcpy(&length, record + sizeof(DWORD), sizeof(DWORD));
-        if (length == 0 || length > size - 2 * sizeof(DWORD)) return;
-        const BYTE* value = record + 2 * sizeof(DWORD);
-        const char* oidText = reinterpret_cast<const char*>(value + length);
-        const std::string oid(oidText, ::strnlen(oidText, size - 2 * sizeof(DWORD) - length));
-
+    // An extension whose value is a set of certificates; an empty value has no row.
+    void Extension(const ExtensionItem& item) {
+        if (item.length == 0) return;
         DWORD decodedSize = 0;
-        if (!::CryptDecodeObject(kEncoding, oid.c_str(), value, length, 0, nullptr, &decodedSize) ||
+        if (!::CryptDecodeObject(kEncoding, item.oid.c_str(), item.value, item.length, 0, nullptr,
+                                 &decodedSize) ||
             decodedSize < sizeof(CRYPT_BLOB_ARRAY))
             return;
         Bytes decoded(decodedSize);
-        if (!::CryptDecodeObject(kEncoding, oid.c_str(), value, length, 0, decoded.data(),
-                                 &decodedSize))
+        if (!::CryptDecodeObject(kEncoding, item.oid.c_str(), item.value, item.length, 0,
+                                 decoded.data(), &decodedSize))
             return;
-        Row(static_cast<LONG>(critical) > 0 ? IDS_CHECK_CRITICAL : IDS_CHECK_NONCRITICAL,
-            FromAnsi(oid.data(), oid.size()));
+        Row(item.critical > 0 ? IDS_CHECK_CRITICAL : IDS_CHECK_NONCRITICAL,
+            FromAnsi(item.oid.data(), item.oid.size()));
         const auto* certificates = reinterpret_cast<const CRYPT_BLOB_ARRAY*>(decoded.data());
         if (certificates->cBlob &&
             !Inside(decoded, certificates->rgBlob, certificates->cBlob * sizeof(CRYPT_DATA_BLOB)))
@@ -496,6 +493,22 @@ private:
 
 bool RunContainerCheck(HCRYPTPROV container, int keySet, CheckReport& report) {
     return Check(container, keySet, report).Run();
+}
+
+std::optional<ExtensionItem> ParseExtensionRecord(const BYTE* record, size_t size) {
+    constexpr size_t kHead = 2 * sizeof(DWORD);
+    if (!record || size < kHead) return std::nullopt;
+    ExtensionItem item;
+    std::memcpy(&item.critical, record, sizeof(DWORD));
+    std::memcpy(&item.length, record + sizeof(DWORD), sizeof(DWORD));
+    if (item.length > size - kHead) return std::nullopt;
+    item.value = record + kHead;
+    const char* oid = reinterpret_cast<const char*>(item.value + item.length);
+    const size_t room = size - kHead - item.length;
+    const size_t oidLength = ::strnlen(oid, room);
+    if (oidLength == room) return std::nullopt;
+    item.oid.assign(oid, oidLength);
+    return item;
 }
 
 std::wstring ReportText(const std::vector<ReportRow>& rows) {

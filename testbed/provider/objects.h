@@ -36,6 +36,7 @@ struct Context {
         bool started = false;
     };
     std::map<DWORD, Listing> listings;  // by parameter number
+    DWORD extensionRoom = 0;  // the largest extension record announced to the reader
 };
 
 enum class KeyKind {

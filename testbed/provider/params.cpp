@@ -207,6 +207,26 @@ Bytes ExtensionBytes(const ExtensionRecord& record) {
     return bytes;
 }
 
+// An extension record spoiled as the fault knob asks.
+Bytes Malformed(Bytes record, DWORD fault) {
+    switch (fault) {
+        case knobs::kExtensionValuePastEnd: {
+            DWORD length = 0;
+            std::memcpy(&length, record.data() + sizeof(DWORD), sizeof(length));
+            length += 1000;
+            std::memcpy(record.data() + sizeof(DWORD), &length, sizeof(length));
+            break;
+        }
+        case knobs::kExtensionOidUnterminated:
+            record.pop_back();
+            break;
+        case knobs::kExtensionShortRecord:
+            record.resize(sizeof(DWORD));
+            break;
+    }
+    return record;
+}
+
 // A set parameter that has to last is written back into its knob.
 void WriteState(const wchar_t* name, DWORD value) {
     ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, knobs::kProvider, name, REG_DWORD, &value, sizeof(value));
@@ -329,13 +349,21 @@ DWORD Get(Context& context, DWORD param, BYTE* data, DWORD* length, DWORD flags)
             if (!value) return static_cast<DWORD>(NTE_BAD_TYPE);
             return GetDword(value, data, length);
         }
-        case kParamExtensions:
-            return Enumerate(context, param, flags, data, length, [&](std::vector<Bytes>& items) {
-                if (DWORD error = NeedContainer(context, container)) return error;
-                for (const ExtensionRecord& e : container.extensions)
-                    items.push_back(ExtensionBytes(e));
-                return DWORD{0};
-            });
+        case kParamExtensions: {
+            const DWORD fault = ReadKnob(knobs::kProvider, knobs::kExtensionFault, 0);
+            if (data && context.extensionRoom && *length > context.extensionRoom)
+                testbed::CountCall(knobs::kCallExtensionRoomOverstated);
+            DWORD error =
+                Enumerate(context, param, flags, data, length, [&](std::vector<Bytes>& items) {
+                    if (DWORD error = NeedContainer(context, container)) return error;
+                    for (const ExtensionRecord& e : container.extensions)
+                        items.push_back(Malformed(ExtensionBytes(e), fault));
+                    return DWORD{0};
+                });
+            if (!error && !data && (flags & CRYPT_FIRST)) context.extensionRoom = *length;
+            if (!error && data && fault == knobs::kExtensionSizeOverstated) *length += 4096;
+            return error;
+        }
         case kParamBuild: {
             const WORD version[] = {KV_TESTBED_VERSION};
             BuildRecord record{

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <cwctype>
 #include <regex>
 
@@ -493,6 +494,73 @@ TEST_F(CheckSequence, ExtensionsListTheirCertificatesAndALongerRecordEndsTheList
     EXPECT_EQ(std::vector<std::wstring>{L"1.2.643.2.2.37.3.2"},
               Values(extensions, L"  noncritical"));
     EXPECT_EQ(kSucceeded, rows[0]) << "extensions never fail the container";
+}
+
+// A provider whose extension records are malformed: the malformed ones give no row, and
+// nothing is read or offered beyond the buffer the check sized, whatever size is reported.
+TEST_F(CheckSequence, MalformedExtensionRecordsAreSkippedAndTheBufferIsNeverOverrun) {
+    fixtures::ContainerSpec spec = Spec(L"faults");
+    spec.chain = true;
+    Make(spec);
+    const std::vector<std::wstring> honest = Labels(ExtensionRows(Check(L"faults")));
+    ASSERT_GT(honest.size(), 1u);
+    const DWORD overstated = wiztest::CallCount(testbed::knobs::kCallExtensionRoomOverstated);
+    namespace knobs = testbed::knobs;
+    for (DWORD fault : {knobs::kExtensionValuePastEnd, knobs::kExtensionOidUnterminated,
+                        knobs::kExtensionShortRecord, knobs::kExtensionSizeOverstated}) {
+        SCOPED_TRACE(fault);
+        wiztest::ScopedValue knob(HKEY_LOCAL_MACHINE, knobs::kProvider, knobs::kExtensionFault,
+                                  fault);
+        Rows rows = Check(L"faults");
+        SCOPED_TRACE(Dump(rows));
+        EXPECT_EQ(kSucceeded, rows[0]);
+        if (fault == knobs::kExtensionSizeOverstated)
+            EXPECT_EQ(honest, Labels(ExtensionRows(rows))) << "the records themselves are sound";
+        else
+            EXPECT_EQ(std::vector<std::wstring>{kExtensions}, Labels(ExtensionRows(rows)));
+    }
+    EXPECT_EQ(overstated, wiztest::CallCount(testbed::knobs::kCallExtensionRoomOverstated))
+        << "a fetch offered the provider more room than the buffer has";
+}
+
+// The record parser on records that end where readable memory ends.
+TEST(ExtensionRecord, ReadsNothingPastTheRecord) {
+    SYSTEM_INFO system{};
+    ::GetSystemInfo(&system);
+    const size_t page = system.dwPageSize;
+    auto memory = static_cast<BYTE*>(
+        ::VirtualAlloc(nullptr, 2 * page, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
+    ASSERT_TRUE(memory);
+    DWORD old = 0;
+    ASSERT_TRUE(::VirtualProtect(memory + page, page, PAGE_NOACCESS, &old));
+    // Copies `record` so that its last byte is the last readable one.
+    auto atEdge = [&](const std::vector<BYTE>& record) {
+        BYTE* at = memory + page - record.size();
+        std::copy(record.begin(), record.end(), at);
+        return applet::ParseExtensionRecord(at, record.size());
+    };
+    auto record = [](DWORD critical, DWORD length, std::vector<BYTE> value, const char* oid,
+                     bool terminated) {
+        const size_t oidSize = std::strlen(oid) + (terminated ? 1 : 0);
+        std::vector<BYTE> bytes(8 + value.size() + oidSize);
+        std::memcpy(bytes.data(), &critical, 4);
+        std::memcpy(bytes.data() + 4, &length, 4);
+        std::copy(value.begin(), value.end(), bytes.begin() + 8);
+        std::memcpy(bytes.data() + 8 + value.size(), oid, oidSize);
+        return bytes;
+    };
+
+    std::optional<applet::ExtensionItem> item = atEdge(record(1, 3, {1, 2, 3}, "1.2.3", true));
+    ASSERT_TRUE(item);
+    EXPECT_EQ(1, item->critical);
+    EXPECT_EQ(3u, item->length);
+    EXPECT_EQ(2, item->value[1]);
+    EXPECT_EQ("1.2.3", item->oid);
+    EXPECT_FALSE(atEdge(record(0, 4, {1, 2, 3}, "", false))) << "a value past the end";
+    EXPECT_FALSE(atEdge(record(0, 3, {1, 2, 3}, "1.2.3", false))) << "an unterminated identifier";
+    EXPECT_FALSE(atEdge({1, 0, 0, 0, 3, 0, 0})) << "shorter than its header";
+    EXPECT_FALSE(atEdge(record(0, 0xFFFFFFF8u, {}, "", true))) << "a length that wraps";
+    ::VirtualFree(memory, 0, MEM_RELEASE);
 }
 
 TEST_F(CheckSequence, CopiesInTheOwnersStoresWithAndWithoutTheirKeyLink) {

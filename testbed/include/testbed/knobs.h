@@ -68,6 +68,15 @@ inline constexpr wchar_t kDhControlFixed[] = L"DhControlFixed";    // param 143 
 inline constexpr wchar_t kIntegrity[] = L"Integrity";              // param 146 (0)
 inline constexpr wchar_t kDebugBuild[] = L"DebugBuild";            // param 138 (0)
 inline constexpr wchar_t kPasswordResult[] = L"PasswordResult";    // param 108 (0 = changed)
+// Extension records of param 133 made malformed, every one of them (REG_DWORD in kProvider;
+// missing or 0 = as stored): a value length past the record's end, the object identifier
+// without its terminating zero, a record of 4 bytes, or an honest record whose reported size
+// is 4096 bytes larger than what was written.
+inline constexpr wchar_t kExtensionFault[] = L"ExtensionFault";
+inline constexpr unsigned long kExtensionValuePastEnd = 1;
+inline constexpr unsigned long kExtensionOidUnterminated = 2;
+inline constexpr unsigned long kExtensionShortRecord = 3;
+inline constexpr unsigned long kExtensionSizeOverstated = 4;
 // REG_SZ in kProvider: the container the picker (param 110) answers; missing = cancelled.
 inline constexpr wchar_t kPickedContainer[] = L"PickedContainer";
 
@@ -81,6 +90,9 @@ inline constexpr wchar_t kFailError[] = L"Error";
 // The provider's dialogs, counted under kCalls.
 inline constexpr wchar_t kCallContainerPicker[] = L"kvcsp container picker";
 inline constexpr wchar_t kCallPasswordChange[] = L"kvcsp password change";
+// Fetches of param 133 that offered more room than the largest record announced: the reader
+// passed on a size it had not allocated.
+inline constexpr wchar_t kCallExtensionRoomOverstated[] = L"kvcsp extension room overstated";
 
 // Live handles of one process: a file mapping named by this format and the process id, holding
 // three LONGs (contexts, keys, hashes). The provider keeps itself loaded once it has been used,
