@@ -270,3 +270,11 @@
 // ---------------------------------------------------------------------------------------------
 #define IDS_UI_NUMBER_RANGE                   0xF103
 #define IDS_UI_TEXT_TOO_LONG                  0xF110
+// The sheets' own buttons, in the language of their pages
+#define IDS_UI_BUTTON_OK                      0xF120
+#define IDS_UI_BUTTON_CANCEL                  0xF121
+#define IDS_UI_BUTTON_APPLY                   0xF122
+#define IDS_UI_BUTTON_HELP                    0xF123
+#define IDS_UI_BUTTON_BACK                    0xF124
+#define IDS_UI_BUTTON_NEXT                    0xF125
+#define IDS_UI_BUTTON_FINISH                  0xF126

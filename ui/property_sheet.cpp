@@ -198,7 +198,26 @@ void PropertySheet::Attach(HWND hwnd) {
     hwnd_ = hwnd;
     if (run_) run_->attached = true;
     ::SetWindowSubclass(hwnd, SubclassProc, 0, reinterpret_cast<DWORD_PTR>(this));
+    TranslateButtons();
     OnInitDialog();
+}
+
+void PropertySheet::TranslateButtons() const {
+    // comctl32's ids of the Apply, Back, Next and Finish buttons.
+    constexpr int kApply = 0x3021, kBack = 0x3023, kNext = 0x3024, kFinish = 0x3025;
+    static const struct {
+        int button;
+        UINT text;
+    } buttons[] = {{IDOK, kIdsButtonOk},     {IDCANCEL, kIdsButtonCancel},
+                   {kApply, kIdsButtonApply}, {IDHELP, kIdsButtonHelp},
+                   {kBack, kIdsButtonBack},   {kNext, kIdsButtonNext},
+                   {kFinish, kIdsButtonFinish}};
+    if (pages_.empty()) return;
+    for (const auto& b : buttons) {
+        HWND button = ::GetDlgItem(hwnd_, b.button);
+        std::wstring text = button ? pages_.front()->LoadText(b.text) : std::wstring();
+        if (!text.empty()) ::SetWindowTextW(button, text.c_str());
+    }
 }
 
 LRESULT CALLBACK PropertySheet::SubclassProc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp, UINT_PTR,

@@ -63,6 +63,17 @@ private:
     bool modified_ = false;
 };
 
+// String ids of the sheet's own buttons. Their texts come from the first page's string table,
+// so the buttons speak the language of the pages rather than the system's; a missing string
+// leaves comctl32's text.
+constexpr UINT kIdsButtonOk = 0xF120;
+constexpr UINT kIdsButtonCancel = 0xF121;
+constexpr UINT kIdsButtonApply = 0xF122;
+constexpr UINT kIdsButtonHelp = 0xF123;
+constexpr UINT kIdsButtonBack = 0xF124;
+constexpr UINT kIdsButtonNext = 0xF125;
+constexpr UINT kIdsButtonFinish = 0xF126;
+
 class PropertySheet {
 public:
     PropertySheet() = default;
@@ -118,7 +129,8 @@ private:
         INT_PTR result = 0;
     };
     void Attach(HWND hwnd);
-    void Forget(PropertyPage& page);  // a page leaves the sheet when it is destroyed first
+    void Forget(PropertyPage& page);
+    void TranslateButtons() const;  // a page leaves the sheet when it is destroyed first
     static LRESULT CALLBACK SubclassProc(HWND, UINT, WPARAM, LPARAM, UINT_PTR,
                                          DWORD_PTR) noexcept;
 

@@ -55,6 +55,11 @@ void ExpectSheetIn(LANGID language) {
                  }
                  EXPECT_EQ(ui::LoadTableString(applet::Module(), IDS_ERROR_SAVING, language),
                            applet::LoadStringLang(IDS_ERROR_SAVING));
+                 for (auto [button, text] : {std::pair{IDOK, IDS_UI_BUTTON_OK},
+                                             std::pair{IDCANCEL, IDS_UI_BUTTON_CANCEL},
+                                             std::pair{kApply, IDS_UI_BUTTON_APPLY}})
+                     EXPECT_EQ(ui::LoadTableString(applet::Module(), text, language),
+                               Text(SheetButton(sheet, button)));
                  PressSheetButton(sheet, PSBTN_CANCEL);
              });
     applet::ControlPanelEntry(app, nullptr, CPL_EXIT, 0, 0);

@@ -2,6 +2,7 @@
 #include "driver/capture.h"
 #include "driver/driver.h"
 #include "ui/test_pages.h"
+#include "ui/resources.h"
 #include "ui/test_resource.h"
 
 #include <gtest/gtest.h>
@@ -78,6 +79,22 @@ TEST(Wizard97, ButtonsHeadersAndExteriorPage) {
         });
     EXPECT_EQ(IDOK, result);
     EXPECT_EQ(42, wizard.second.number);
+}
+
+// The sheet's own buttons follow the pages' language, not the system's.
+TEST(Wizard97, ButtonsSpeakThePagesLanguage) {
+    testui::Wizard wizard(testui::kRussian);
+    RunModal([&] { return wizard.DoModal(); },
+             [&] {
+                 HWND hwnd = WaitForWindow(
+                     {L"#32770", ui::LoadTableString(testui::Module(), IDS_TEST_WIZARD,
+                                                     testui::kRussian)});
+                 EXPECT_EQ(L"< &Назад", Text(SheetButton(hwnd, kBack)));
+                 EXPECT_EQ(L"&Далее >", Text(SheetButton(hwnd, kNext)));
+                 EXPECT_EQ(L"Готово", Text(SheetButton(hwnd, kFinish)));
+                 EXPECT_EQ(L"Отмена", Text(SheetButton(hwnd, IDCANCEL)));
+                 PressSheetButton(hwnd, PSBTN_CANCEL);
+             });
 }
 
 TEST(Wizard97, DisabledFinishAndCancel) {
