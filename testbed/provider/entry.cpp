@@ -32,11 +32,15 @@ constexpr DWORD kAcceptedAcquireFlags =
     CRYPT_SILENT | CRYPT_DEFAULT_CONTAINER_OPTIONAL | kAcquireNoCarrier | kAcquireCopyTarget;
 
 template <class Body>
-BOOL Entry(const char* name, DWORD param, Body&& body) noexcept {
-    return Guarded(name, param, [&]() -> DWORD {
-        std::lock_guard<std::recursive_mutex> lock(ProviderLock());
-        return body();
-    });
+BOOL Entry(const char* name, DWORD param, Body&& body,
+           OnFailure onFailure = OnFailure::kSkip) noexcept {
+    return Guarded(
+        name, param,
+        [&]() -> DWORD {
+            std::lock_guard<std::recursive_mutex> lock(ProviderLock());
+            return body();
+        },
+        onFailure);
 }
 
 DWORD FindContext(HCRYPTPROV handle, std::shared_ptr<Context>& context) {
@@ -116,10 +120,13 @@ BOOL WINAPI CPAcquireContext(HCRYPTPROV* phProv, LPCSTR szContainer, DWORD dwFla
 }
 
 BOOL WINAPI CPReleaseContext(HCRYPTPROV hProv, DWORD dwFlags) {
-    return Entry("CPReleaseContext", kNoParam, [&]() -> DWORD {
-        if (!Contexts().Remove(hProv)) return static_cast<DWORD>(NTE_BAD_UID);
-        return dwFlags ? static_cast<DWORD>(NTE_BAD_FLAGS) : 0;
-    });
+    return Entry(
+        "CPReleaseContext", kNoParam,
+        [&]() -> DWORD {
+            if (!Contexts().Remove(hProv)) return static_cast<DWORD>(NTE_BAD_UID);
+            return dwFlags ? static_cast<DWORD>(NTE_BAD_FLAGS) : 0;
+        },
+        OnFailure::kRelease);
 }
 
 BOOL WINAPI CPGenKey(HCRYPTPROV hProv, ALG_ID Algid, DWORD dwFlags, HCRYPTKEY* phKey) {
@@ -148,9 +155,10 @@ BOOL WINAPI CPDeriveKey(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTHASH hHash, DWORD 
 }
 
 BOOL WINAPI CPDestroyKey(HCRYPTPROV, HCRYPTKEY hKey) {
-    return Entry("CPDestroyKey", kNoParam, [&]() -> DWORD {
-        return Keys().Remove(hKey) ? 0 : static_cast<DWORD>(NTE_BAD_KEY);
-    });
+    return Entry(
+        "CPDestroyKey", kNoParam,
+        [&]() -> DWORD { return Keys().Remove(hKey) ? 0 : static_cast<DWORD>(NTE_BAD_KEY); },
+        OnFailure::kRelease);
 }
 
 BOOL WINAPI CPSetKeyParam(HCRYPTPROV, HCRYPTKEY hKey, DWORD dwParam, const BYTE* pbData,
@@ -322,9 +330,10 @@ BOOL WINAPI CPSignHash(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwKeySpec, LPCW
 }
 
 BOOL WINAPI CPDestroyHash(HCRYPTPROV, HCRYPTHASH hHash) {
-    return Entry("CPDestroyHash", kNoParam, [&]() -> DWORD {
-        return Hashes().Remove(hHash) ? 0 : static_cast<DWORD>(NTE_BAD_HASH);
-    });
+    return Entry(
+        "CPDestroyHash", kNoParam,
+        [&]() -> DWORD { return Hashes().Remove(hHash) ? 0 : static_cast<DWORD>(NTE_BAD_HASH); },
+        OnFailure::kRelease);
 }
 
 BOOL WINAPI CPVerifySignature(HCRYPTPROV, HCRYPTHASH hHash, const BYTE* pbSignature, DWORD cbSigLen,

@@ -3,6 +3,7 @@
 #include "testbed/knobs.h"
 
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 namespace kvcsp {
@@ -41,21 +42,48 @@ std::wstring Widen(const char* text) {
     return wide;
 }
 
-// The counters' mapping, opened once; the module pins itself so that the counters (and the
-// handles they count) outlive the last release of a context.
+// A mapping of this process named by `format` and the process id, made on first use. The
+// module pins itself with it, so that the counters (and the handles they count) outlive the
+// last release of a context.
+void* ProcessMapping(const wchar_t* format, DWORD size) noexcept {
+    wchar_t name[64];
+    std::swprintf(name, 64, format, ::GetCurrentProcessId());
+    HANDLE mapping =
+        ::CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, size, name);
+    void* view = mapping ? ::MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, 0) : nullptr;
+    HMODULE self = nullptr;
+    ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                         reinterpret_cast<LPCWSTR>(&ProcessMapping), &self);
+    return view;
+}
+
 volatile LONG* Counters() noexcept {
-    static volatile LONG* counters = [] {
-        wchar_t name[64];
-        std::swprintf(name, 64, testbed::knobs::kLiveCountersFormat, ::GetCurrentProcessId());
-        HANDLE mapping = ::CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0,
-                                              3 * sizeof(LONG), name);
-        void* view = mapping ? ::MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, 0) : nullptr;
-        HMODULE self = nullptr;
-        ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
-                             reinterpret_cast<LPCWSTR>(&Counters), &self);
-        return static_cast<volatile LONG*>(view);
-    }();
+    static volatile LONG* counters = static_cast<volatile LONG*>(
+        ProcessMapping(testbed::knobs::kLiveCountersFormat, 3 * sizeof(LONG)));
     return counters;
+}
+
+testbed::knobs::CallCounters* Calls() noexcept {
+    static auto* calls = static_cast<testbed::knobs::CallCounters*>(
+        ProcessMapping(testbed::knobs::kCallCountersFormat, sizeof(testbed::knobs::CallCounters)));
+    return calls;
+}
+
+// One more call of `name`. Both copies of the DLL count into the same records, so the lock
+// lives in the mapping.
+void CountCall(const std::string& name) noexcept {
+    testbed::knobs::CallCounters* calls = Calls();
+    if (!calls || name.size() >= sizeof(calls->entries[0].name)) return;
+    auto* lock = reinterpret_cast<volatile LONG*>(&calls->lock);
+    while (::InterlockedCompareExchange(lock, 1, 0) != 0) ::SwitchToThread();
+    for (testbed::knobs::CallCounter& entry : calls->entries) {
+        if (entry.name[0] == 0) std::memcpy(entry.name, name.c_str(), name.size() + 1);
+        if (name == entry.name) {
+            ++entry.count;
+            break;
+        }
+    }
+    ::InterlockedExchange(lock, 0);
 }
 
 }  // namespace
@@ -64,9 +92,11 @@ DWORD InjectedFailure(const char* entry, DWORD param) noexcept {
     DWORD preserved = ::GetLastError();
     DWORD error = 0;
     try {
+        CountCall(entry);
         std::wstring name = Widen(entry);
         error = CountDown(name);
         if (param != kNoParam) {
+            CountCall(std::string(entry) + "." + std::to_string(param));
             DWORD qualified = CountDown(name + L"." + std::to_wstring(param));
             if (!error) error = qualified;
         }

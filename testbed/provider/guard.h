@@ -11,15 +11,25 @@ namespace kvcsp {
 // A parameter number for the failure knobs of the parameter entry points; kNoParam elsewhere.
 inline constexpr DWORD kNoParam = ~DWORD{0};
 
-// Counts this call of `entry` against the failure knobs ("CPGetProvParam" and, with a
-// parameter, "CPGetProvParam.133"); the error to fail with, or 0.
+// Counts this call of `entry` ("CPGetProvParam" and, with a parameter, "CPGetProvParam.133")
+// in the process's call counters and against the failure knobs; the error to fail with, or 0.
 DWORD InjectedFailure(const char* entry, DWORD param) noexcept;
+
+// What an entry point does when its failure knob fires.
+enum class OnFailure {
+    kSkip,  // fails without doing anything
+    // A release: advapi32 forgets the handle whatever the provider answers, so the object goes
+    // all the same and only the answer is the failure.
+    kRelease,
+};
 
 // Runs `body` (returning 0 or an error code) as entry point `entry`.
 template <class Body>
-BOOL Guarded(const char* entry, DWORD param, Body&& body) noexcept {
-    DWORD error = InjectedFailure(entry, param);
-    if (!error) {
+BOOL Guarded(const char* entry, DWORD param, Body&& body,
+             OnFailure onFailure = OnFailure::kSkip) noexcept {
+    const DWORD injected = InjectedFailure(entry, param);
+    DWORD error = 0;
+    if (!injected || onFailure == OnFailure::kRelease) {
         try {
             error = body();
         } catch (const std::bad_alloc&) {
@@ -28,6 +38,7 @@ BOOL Guarded(const char* entry, DWORD param, Body&& body) noexcept {
             error = static_cast<DWORD>(NTE_FAIL);
         }
     }
+    if (injected) error = injected;
     ::SetLastError(error);
     return error == 0;
 }

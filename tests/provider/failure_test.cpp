@@ -1,6 +1,7 @@
 // The provider's failure knobs and live handle counters, which tests of the applet rely on to
 // make a step fail and to see that every handle came back.
 #include "provider_test.h"
+#include "testbed/calls.h"
 
 namespace {
 
@@ -38,6 +39,32 @@ TEST_F(Failures, TheNthCallOfANamedEntryPointFailsOnce) {
     Acquire(Name(L"f"), 0, kvcsp::kProviderMain, kvcsp::kType2001, &error);
     EXPECT_EQ(kRemoved, error);
     EXPECT_EQ(1, Counted().contexts);
+}
+
+TEST_F(Failures, CallsCountByEntryPointAndParameterAndAFailedReleaseStillReleases) {
+    const std::map<std::string, long> before = testbed::ProviderCalls();
+    auto prov = Verify();
+    ui::UniqueCryptHash hash;
+    ASSERT_TRUE(::CryptCreateHash(prov.get(), kvcsp::kAlgHash, 0, 0, hash.put()));
+    Bytes version, unknown;
+    EXPECT_EQ(0u, GetParam(prov.get(), PP_VERSION, version));
+    EXPECT_EQ(Hr(NTE_BAD_TYPE), GetParam(prov.get(), 0xFFFF, unknown));
+    std::map<std::string, long> after = testbed::ProviderCalls();
+    auto made = [&](const char* name) {
+        auto old = before.find(name);
+        return after[name] - (old == before.end() ? 0 : old->second);
+    };
+    EXPECT_EQ(1, made("CPAcquireContext"));
+    EXPECT_EQ(1, made("CPCreateHash"));
+    EXPECT_EQ(2, made("CPGetProvParam.5")) << "the size, then the value";
+    EXPECT_EQ(1, made("CPGetProvParam.65535"));
+    EXPECT_EQ(3, made("CPGetProvParam"));
+
+    // advapi32 forgets a handle whatever its release answers: so does the provider.
+    FailCall(L"CPDestroyHash", 1, kRemoved);
+    EXPECT_FALSE(::CryptDestroyHash(hash.release()));
+    EXPECT_EQ(kRemoved, Error());
+    EXPECT_EQ(0, Counted().hashes);
 }
 
 TEST_F(Failures, LiveCountersFollowEveryHandleOfEveryCopyOfTheDll) {

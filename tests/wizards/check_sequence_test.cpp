@@ -104,25 +104,6 @@ Rows ExtensionRows(const Rows& rows) {
     return Between(rows, kExtensions, L"\x1");
 }
 
-// A knob under the provider's failure key: the `nth` call of `entry` from now fails with
-// `error`. Removed at the end of the scope if it has not fired.
-class InjectedFailure {
-public:
-    InjectedFailure(const std::wstring& entry, DWORD nth, DWORD error)
-        : key_(std::wstring(testbed::knobs::kFail) + L"\\" + entry) {
-        ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, key_.c_str(), testbed::knobs::kFailCall, REG_DWORD,
-                          &nth, sizeof(nth));
-        ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, key_.c_str(), testbed::knobs::kFailError, REG_DWORD,
-                          &error, sizeof(error));
-    }
-    ~InjectedFailure() { ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, key_.c_str()); }
-    InjectedFailure(const InjectedFailure&) = delete;
-    InjectedFailure& operator=(const InjectedFailure&) = delete;
-
-private:
-    std::wstring key_;
-};
-
 // A copy of a certificate in a system store, optionally linked to a container; deleted at the
 // end of the scope.
 class StoredCopy {
@@ -390,7 +371,7 @@ TEST_F(CheckSequence, AFailedStepShowsItsErrorAndEndsOnlyWhatItMust) {
                           Case{L"CPGetProvParam.146", 1, L"  container integrity check", false},
                           Case{L"CPGetProvParam.133", 1, L"Container extensions", false}}) {
         SCOPED_TRACE(Narrow(c.entry) + " #" + std::to_string(c.nth));
-        InjectedFailure failure(c.entry, c.nth, removed);
+        wiztest::InjectedFailure failure(c.entry, c.nth, removed);
         Rows rows = Check(L"failing");
         SCOPED_TRACE(Dump(rows));
         EXPECT_EQ(kFailed, rows[0]);

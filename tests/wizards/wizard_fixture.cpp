@@ -86,6 +86,29 @@ DWORD CallCount(const wchar_t* name) {
     return value;
 }
 
+InjectedFailure::InjectedFailure(const std::string& entry, DWORD nth, DWORD error)
+    : InjectedFailure(std::wstring(entry.begin(), entry.end()), nth, error) {}
+
+InjectedFailure::InjectedFailure(const std::wstring& entry, DWORD nth, DWORD error)
+    : key_(std::wstring(testbed::knobs::kFail) + L"\\" + entry) {
+    EXPECT_EQ(ERROR_SUCCESS,
+              ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, key_.c_str(), testbed::knobs::kFailCall,
+                                REG_DWORD, &nth, sizeof(nth)));
+    EXPECT_EQ(ERROR_SUCCESS,
+              ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, key_.c_str(), testbed::knobs::kFailError,
+                                REG_DWORD, &error, sizeof(error)));
+}
+
+InjectedFailure::~InjectedFailure() {
+    ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, key_.c_str());
+}
+
+bool InjectedFailure::Fired() const {
+    ui::UniqueHKey key;
+    return ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, key_.c_str(), 0, KEY_QUERY_VALUE, key.put()) ==
+           ERROR_FILE_NOT_FOUND;
+}
+
 }  // namespace wiztest
 
 // The restricted provider list holds the providers beside the applet; this program carries the

@@ -48,4 +48,21 @@ struct LiveHandles {
 LiveHandles Live();
 DWORD CallCount(const wchar_t* name);
 
+// A knob under the provider's failure key: the `nth` call of `entry` from now fails with
+// `error`. Removed at the end of the scope if it has not fired.
+class InjectedFailure {
+public:
+    InjectedFailure(const std::string& entry, DWORD nth, DWORD error);
+    InjectedFailure(const std::wstring& entry, DWORD nth, DWORD error);
+    ~InjectedFailure();
+    InjectedFailure(const InjectedFailure&) = delete;
+    InjectedFailure& operator=(const InjectedFailure&) = delete;
+
+    // The call came and failed: the provider has removed the knob.
+    bool Fired() const;
+
+private:
+    std::wstring key_;
+};
+
 }  // namespace wiztest

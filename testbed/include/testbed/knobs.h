@@ -99,6 +99,20 @@ inline constexpr wchar_t kCallExtensionRoomOverstated[] = L"kvcsp extension room
 // so handles leaked past the last CryptReleaseContext still count.
 inline constexpr wchar_t kLiveCountersFormat[] = L"Local\\KelvaneTestbedProviderLive.%lu";
 
+// Calls of the provider's entry points in one process: a file mapping named by this format and
+// the process id, holding a CallCounters. Each call counts under its entry point's name and, for
+// the parameter entry points, also under "entry.param": the names the failure knobs take. The
+// records fill in the order of the first call; an empty name ends them.
+inline constexpr wchar_t kCallCountersFormat[] = L"Local\\KelvaneTestbedProviderCalls.%lu";
+struct CallCounter {
+    char name[40];
+    long count;
+};
+struct CallCounters {
+    long lock;  // the provider's, while it adds or counts; readers read between calls
+    CallCounter entries[256];
+};
+
 }  // namespace testbed::knobs
 
 #endif  // RC_INVOKED
