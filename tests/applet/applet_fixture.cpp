@@ -1,5 +1,6 @@
 #include "applet_fixture.h"
 
+#include "driver/driver.h"
 #include "resource.h"
 #include "ui/handles.h"
 #include "ui/resources.h"
@@ -79,6 +80,31 @@ std::wstring ProgramName() {
 std::wstring ProgramDir() {
     std::wstring path = ProgramPath();
     return path.substr(0, path.find_last_of(L'\\') + 1);
+}
+
+std::wstring UninstalledModulePath(const std::wstring& file) {
+    const std::string directory = KV_TESTBED_UNINSTALLED;  // the build tree, seen through Wine's Z:
+    const std::wstring path = std::wstring(directory.begin(), directory.end()) + L"\\" + file;
+    wchar_t full[MAX_PATH];
+    DWORD n = ::GetFullPathNameW(path.c_str(), MAX_PATH, full, nullptr);
+    return n && n < MAX_PATH ? std::wstring(full, n) : path;
+}
+
+HMODULE LoadUninstalledModule(const std::wstring& file) {
+    const std::wstring path = UninstalledModulePath(file);
+    if (HMODULE loaded = ::GetModuleHandleW(path.c_str())) return loaded;
+    // Wine loads its own builtin for a system DLL's name even when given another file's path,
+    // unless the load order of exactly that path (without ".dll") says native.
+    constexpr wchar_t kOverrides[] = L"Software\\Wine\\DllOverrides";
+    const std::wstring order = path.substr(0, path.size() - 4);
+    ::RegSetKeyValueW(HKEY_CURRENT_USER, kOverrides, order.c_str(), REG_SZ, L"native",
+                      sizeof(L"native"));
+    HMODULE module = ::LoadLibraryW(path.c_str());
+    ::RegDeleteKeyValueW(HKEY_CURRENT_USER, kOverrides, order.c_str());
+    EXPECT_TRUE(module) << "cannot load " << driver::Narrow(path);
+    EXPECT_EQ(module, ::GetModuleHandleW(file.c_str()))
+        << "another module named " << driver::Narrow(file) << " was loaded first";
+    return module;
 }
 
 void SetAppPath(const std::wstring& file, const std::optional<std::wstring>& path) {

@@ -20,6 +20,11 @@ std::wstring ProgramPath();
 std::wstring ProgramName();
 std::wstring ProgramDir();
 
+// A module of the testbed that is not installed (testbed/uninstalled): its path, and loading it
+// into this process (once) so that its own file name finds it.
+std::wstring UninstalledModulePath(const std::wstring& file);
+HMODULE LoadUninstalledModule(const std::wstring& file);
+
 // HKLM AppPath entry of `file` (its default value); nullopt removes it.
 void SetAppPath(const std::wstring& file, const std::optional<std::wstring>& path);
 // "\local\Language" and "\config\Language" of the testbed's store; nullopt removes them.

@@ -2,6 +2,7 @@
 #include "applet/library_binding.h"
 #include "applet/support.h"
 #include "applet_fixture.h"
+#include "testbed/libraries.h"
 
 #include <gtest/gtest.h>
 
@@ -55,11 +56,16 @@ TEST(LibraryBinding, TheSupportLibraryComesFromTheProductDirectory) {
     applet::ReleaseSupportLibrary();
 }
 
+template <class Fn>
+Fn Export(HMODULE module, const char* name) {
+    return reinterpret_cast<Fn>(reinterpret_cast<void*>(::GetProcAddress(module, name)));
+}
+
 // A probe library present in this program's directory and in the product directory.
 class ProductLibraryLocation : public ::testing::Test {
 protected:
     void SetUp() override {
-        const std::wstring source = std::wstring(applettest::kProductDir) + L"kvocsp.dll";
+        const std::wstring source = applettest::UninstalledModulePath(L"kvprobe.dll");
         ASSERT_TRUE(::CopyFileW(source.c_str(), local_.c_str(), FALSE));
         ASSERT_TRUE(::CopyFileW(source.c_str(), product_.c_str(), FALSE));
     }
@@ -96,9 +102,29 @@ TEST_F(ProductLibraryLocation, FollowsTheAppPathRegistration) {
     SetAppPath(kProbe, product_);
     EXPECT_EQ(local_, Load()) << "the applet's entry names another file: the library's is ignored";
 
+    std::wstring upper = ProgramPath();
+    ::CharUpperBuffW(upper.data(), static_cast<DWORD>(upper.size()));
+    SetAppPath(ProgramName(), upper);
+    EXPECT_EQ(product_, Load()) << "the applet's entry differs from its path only in case";
+
     SetAppPath(ProgramName(), ProgramPath());
     SetAppPath(kProbe, std::wstring(applettest::kProductDir) + L"missing\\kvprobe.dll");
     EXPECT_EQ(L"", Load()) << "a registered path that fails is not tried elsewhere";
+}
+
+TEST_F(ProductLibraryLocation, LoadsWithoutErrorBoxesInsideTheAppletsManifest) {
+    const UINT callers = ::SetErrorMode(0);
+    HMODULE module = applet::LoadProductLibrary(kProbe);
+    const UINT after = ::GetErrorMode();
+    ::SetErrorMode(callers);
+    ASSERT_TRUE(module);
+    const UINT whileLoading = Export<decltype(&probe_error_mode)>(module, "probe_error_mode")();
+    const std::wstring manifest =
+        Export<decltype(&probe_activation_manifest)>(module, "probe_activation_manifest")();
+    ::FreeLibrary(module);
+    EXPECT_EQ(static_cast<UINT>(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX), whileLoading);
+    EXPECT_EQ(0u, after) << "the caller's error mode is back";
+    EXPECT_EQ(ProgramPath(), manifest) << "the applet's own activation context was active";
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 // The Control Panel's messages, as the shell sends them.
 #include "applet/application.h"
+#include "applet/strings.h"
+#include "applet/support.h"
 #include "applet_fixture.h"
 #include "driver/driver.h"
 #include "resource.h"
@@ -157,6 +159,58 @@ TEST_F(ControlPanel, FailedSaveKeepsTheSheetOpenOnThatPage) {
                  PressSheetButton(sheet, PSBTN_CANCEL);
              });
     EXPECT_EQ(1, SheetState().built);
+}
+
+TEST_F(ControlPanel, ASavedPageNoLongerCountsAsChanged) {
+    RunModal([&] { return Send(app, CPL_DBLCLK); },
+             [&] {
+                 HWND sheet = WaitForTestSheet();
+                 HWND first = ActivePage(sheet);
+                 SetPage(sheet, 1);
+                 WaitUntil([&] { return ActivePageIndex(sheet) == 1; }, "the second page");
+                 HWND second = ActivePage(sheet);
+                 HWND apply = SheetButton(sheet, kApply);
+                 ::SendMessageW(sheet, PSM_CHANGED, reinterpret_cast<WPARAM>(first), 0);
+                 Click(apply);
+                 WaitUntil([&] { return SheetState().saves[0] == 1 && !IsEnabled(apply); },
+                           "the first page saved");
+                 // Another page changes and changes back: nothing is left to apply.
+                 ::SendMessageW(sheet, PSM_CHANGED, reinterpret_cast<WPARAM>(second), 0);
+                 EXPECT_TRUE(IsEnabled(apply));
+                 ::SendMessageW(sheet, PSM_UNCHANGED, reinterpret_cast<WPARAM>(second), 0);
+                 EXPECT_FALSE(IsEnabled(apply)) << "the saved page still counts as changed";
+                 PressSheetButton(sheet, PSBTN_CANCEL);
+             });
+}
+
+// The shell may keep the applet loaded from one CPL_INIT to the next while the product changes
+// in between: each run binds the support library that is to be found at its start.
+TEST(ControlPanelRuns, EachBindsTheSupportLibraryFoundAtItsStart) {
+    const LONG before = applet::SupportLibrary().References();
+    applet::CMyControlPanelApp app{NewTestSheet};
+    auto run = [&] {
+        Send(app, CPL_INIT);
+        std::wstring text = applet::LoadStringLang(IDS_ERROR_SAVING);
+        Send(app, CPL_EXIT);
+        return text;
+    };
+    EXPECT_EQ(L"Error saving parameters.", run());
+
+    // Without its AppPath entry the applet looks beside itself, where a library without any of
+    // the support functions now lies.
+    const std::wstring stray = applettest::ProgramDir() + L"kvsuprt.dll";
+    ASSERT_TRUE(::CopyFileW(applettest::UninstalledModulePath(L"kvprobe.dll").c_str(),
+                            stray.c_str(), FALSE));
+    applettest::SetAppPath(applettest::ProgramName(), std::nullopt);
+    const std::wstring withStray = run();
+    applettest::SetAppPath(applettest::ProgramName(), applettest::ProgramPath());
+    const std::wstring restored = run();
+    if (HMODULE module = ::GetModuleHandleW(stray.c_str())) ::FreeLibrary(module);
+    ::DeleteFileW(stray.c_str());
+
+    EXPECT_EQ(L"", withStray) << "CPL_EXIT gives the library back, so CPL_INIT looks it up anew"
+                              << " (references held before the first run: " << before << ")";
+    EXPECT_EQ(L"Error saving parameters.", restored);
 }
 
 }  // namespace

@@ -1,11 +1,35 @@
 // Strings in the store's language and the text of error codes.
 #include "applet/strings.h"
 #include "applet_fixture.h"
+#include "driver/driver.h"
 #include "resource.h"
+#include "testbed/libraries.h"
 
 #include <gtest/gtest.h>
 
 namespace {
+
+using applettest::LoadUninstalledModule;
+
+// Codes of testbed/uninstalled/messages.mc.in. Every stand-in message module answers all of
+// them with its own name, so a text tells which module the lookup read.
+constexpr DWORD kQueueError = 0xC00E0101;   // facility 14
+constexpr DWORD kStampError = 0xC2100101;   // facility 528
+constexpr DWORD kStatusError = 0xC2110101;  // facility 529
+constexpr DWORD kHttpError = 0x80073039;    // winhttp's message 0x3039 as an HRESULT
+
+// The message modules, loaded as the product and the system would have them. The time-stamp
+// client hides behind the signature library's manifest, which maps its name to another file.
+void LoadMessageModules() {
+    for (const wchar_t* file :
+         {L"mqutil.dll", L"kvstatus.dll", L"winhttp.dll", L"kvsign.dll", L"kvstamp-sxs.dll"})
+        ASSERT_TRUE(LoadUninstalledModule(file));
+    ASSERT_FALSE(::GetModuleHandleW(L"kvstamp.dll")) << "only kvsign.dll's manifest finds it";
+}
+
+bool EndsWith(const std::wstring& text, const std::wstring& end) {
+    return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
 
 TEST(ErrorText, CryptoErrorHasTheCodeTheSystemTextAndNoLineBreak) {
     std::wstring text = applet::ErrorMessageText(0x80090016);
@@ -25,11 +49,45 @@ TEST(ErrorText, SystemTextLosesItsLineBreak) {
     EXPECT_NE(L'\r', text.back());
 }
 
-TEST(ErrorText, DirectoryServiceCodesAndTheFallback) {
+TEST(ErrorText, EachFacilityReadsItsOwnMessageModule) {
+    LoadMessageModules();
+    EXPECT_EQ(L"mqutil.dll", applet::ErrorText(kQueueError, 0));
+    EXPECT_EQ(L"kvstamp.dll", applet::ErrorText(kStampError, 0))
+        << "found under the signature library's activation context";
+    EXPECT_EQ(L"kvstatus.dll", applet::ErrorText(kStatusError, 0));
+    EXPECT_EQ(L"winhttp.dll", applet::ErrorText(kHttpError, 0))
+        << "winhttp numbers its messages without the facility";
+}
+
+TEST(ErrorText, AModuleWithoutTheAskedLanguageAnswersInItsOwn) {
+    LoadMessageModules();
+    EXPECT_EQ(L"mqutil.dll",
+              applet::ErrorText(kQueueError, MAKELANGID(LANG_RUSSIAN, SUBLANG_DEFAULT)));
+}
+
+TEST(ErrorText, DirectoryServiceCodesAndTheExtendedError) {
     EXPECT_EQ(L"E_ADS_BAD_PATHNAME", applet::ErrorText(0x80005000, 0));
     EXPECT_EQ(L"E_ADS_INVALID_FILTER", applet::ErrorText(0x80005014, 0));
     EXPECT_EQ(L"Unknown error code (0x80005012)", applet::ErrorText(0x80005012, 0));
     EXPECT_EQ(L"Unknown error code (0xE0001234)", applet::ErrorText(0xE0001234, 0));
+
+    HMODULE activeds = LoadUninstalledModule(L"activeds.dll");
+    ASSERT_TRUE(activeds);
+    auto setLastError = reinterpret_cast<decltype(&ADsSetLastError)>(
+        reinterpret_cast<void*>(::GetProcAddress(activeds, "ADsSetLastError")));
+    ASSERT_TRUE(setLastError);
+    setLastError(8, L"No such attribute", L"LDAP Provider");
+    const std::wstring detail = L"[LDAP Provider, #8 (No such attribute)]";
+    const std::wstring accessDenied = applet::ErrorText(HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED), 0);
+    const std::wstring crypto = applet::ErrorText(0x80090016, 0);
+    EXPECT_EQ(L"ADs " + detail, applet::ErrorText(0x80005012, 0));
+    EXPECT_EQ(L"E_ADS_BAD_PATHNAME " + detail, applet::ErrorText(0x80005000, 0));
+    EXPECT_TRUE(EndsWith(accessDenied, L" " + detail)) << driver::Narrow(accessDenied);
+    EXPECT_EQ(std::wstring::npos, crypto.find(detail)) << "only Win32 and directory codes";
+
+    setLastError(0, nullptr, nullptr);
+    EXPECT_EQ(L"Unknown error code (0x80005012)", applet::ErrorText(0x80005012, 0))
+        << "no extended error, nothing added";
 }
 
 TEST(Strings, FollowTheStoreLanguageAndFormatInserts) {

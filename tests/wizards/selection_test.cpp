@@ -57,15 +57,36 @@ TEST(SelectContainer, ListsTheProductsProvidersAndPreselectsTheMachineDefault) {
 }
 
 TEST(SelectContainer, SkipsAProviderWhoseImagePathIsMalformed) {
-    const std::wstring key =
-        L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\Kelvane Broken CSP";
+    const std::wstring name = L"Kelvane Broken CSP";
+    const std::wstring key = L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\" + name;
+    // Of the product's type and beside the applet: only the form of the value keeps it off.
+    const std::wstring path = std::wstring(kProductDir) + L"kvbroken.dll";
+    const std::wstring tooLong = kProductDir + std::wstring(260, L'k') + L".dll";
+    const size_t terminated = (path.size() + 1) * sizeof(wchar_t);
+    struct Case {
+        const char* what;
+        DWORD type;
+        std::wstring data;
+        size_t bytes;
+        bool listed;
+    };
+    const Case cases[] = {
+        {"well formed", REG_SZ, path, terminated, true},
+        {"odd length", REG_SZ, path + L'\0', terminated + 1, false},
+        // The registry counts a terminator the caller left out when one follows in memory.
+        {"no terminator", REG_SZ, path + L'k', terminated - sizeof(wchar_t), false},
+        {"not a string", REG_BINARY, path, terminated, false},
+        {"over 520 bytes", REG_SZ, tooLong, (tooLong.size() + 1) * sizeof(wchar_t), false},
+    };
     {
-        const BYTE odd[] = {'C', 0, ':', 0, '\\'};  // odd length, no terminator
         ScopedValue type(HKEY_LOCAL_MACHINE, key, L"Type", kType);
-        ScopedValue image(HKEY_LOCAL_MACHINE, key, L"Image Path", REG_SZ, odd, sizeof(odd));
-        std::vector<std::wstring> names = ProductProviders(true);
-        EXPECT_EQ(names.end(), std::find(names.begin(), names.end(), L"Kelvane Broken CSP"));
-        EXPECT_EQ(3u, names.size());
+        for (const Case& c : cases) {
+            SCOPED_TRACE(c.what);
+            ScopedValue image(HKEY_LOCAL_MACHINE, key, L"Image Path", c.type, c.data.c_str(),
+                              static_cast<DWORD>(c.bytes));
+            std::vector<std::wstring> names = ProductProviders(true);
+            EXPECT_EQ(c.listed, std::find(names.begin(), names.end(), name) != names.end());
+        }
     }
     ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, key.c_str());
 }
@@ -154,7 +175,7 @@ namespace {
 // removed again at the end of the scope.
 class LinkedCertificate {
 public:
-    LinkedCertificate(const wchar_t* container, const wchar_t* provider, DWORD flags) {
+    LinkedCertificate(const wchar_t* container, const wchar_t* provider, DWORD type, DWORD flags) {
         BYTE nameBuffer[256];
         DWORD nameSize = sizeof(nameBuffer);
         EXPECT_TRUE(::CertStrToNameW(X509_ASN_ENCODING, L"CN=kv linked test", CERT_X500_NAME_STR,
@@ -195,7 +216,7 @@ public:
             CRYPT_KEY_PROV_INFO link{};
             link.pwszContainerName = const_cast<wchar_t*>(container);
             link.pwszProvName = const_cast<wchar_t*>(provider);
-            link.dwProvType = kType;
+            link.dwProvType = type;
             link.dwFlags = flags;
             link.dwKeySpec = AT_KEYEXCHANGE;
             EXPECT_TRUE(::CertSetCertificateContextProperty(certificate_.get(),
@@ -236,20 +257,21 @@ const std::wstring kUserOrMachineTitle =
     L"Choose a certificate from \"My\" store of current user or local machine.";
 
 TEST(SelectContainer, ByCertificateTakesTheContainerProviderAndKeySetOfItsLink) {
-    LinkedCertificate linked(L"kv-linked", kSecondProvider, CRYPT_MACHINE_KEYSET);
+    // Neither the first provider nor the preselected default.
+    LinkedCertificate linked(L"kv-linked", kProvider71, 71, CRYPT_MACHINE_KEYSET);
     WithDeleteWizard([](HWND wizard) {
         Click(wizard, IDC_SELECT_BY_CERTIFICATE);
         AnswerCertificateDialog(kUserOrMachineTitle, true);
         WaitUntil([&] { return Text(Item(wizard, IDC_SELECT_NAME)) == L"kv-linked"; },
                   "the linked container's name");
-        EXPECT_EQ(0, ComboSelection(Item(wizard, IDC_SELECT_PROVIDER))) << "Kelvane Cloud CSP";
+        EXPECT_EQ(2, ComboSelection(Item(wizard, IDC_SELECT_PROVIDER))) << Narrow(kProvider71);
         EXPECT_EQ(BST_CHECKED, CheckState(Item(wizard, IDC_SELECT_COMPUTER)));
         Cancel(wizard);
     });
 }
 
 TEST(SelectContainer, ByCertificateWithAnUnlistedProviderOrNoChoice) {
-    LinkedCertificate linked(L"kv-elsewhere", L"Some Other CSP", 0);
+    LinkedCertificate linked(L"kv-elsewhere", L"Some Other CSP", kType, 0);
     WithDeleteWizard([](HWND wizard) {
         SetText(Item(wizard, IDC_SELECT_NAME), L"typed");
         Click(wizard, IDC_SELECT_BY_CERTIFICATE);

@@ -77,6 +77,16 @@ DWORD rndm_wnd_configure(HWND parent);
 // kvcrypt.dll
 BOOL WINAPI SetThreadDefaultCryptProv(HCRYPTPROV prov);
 
+// Not installed: tests load these from the build tree (testbed/uninstalled).
+// kvprobe.dll notes how it was loaded: GetErrorMode() while it attached, and the root manifest
+// of the activation context then active ("" when none was).
+UINT probe_error_mode(void);
+const wchar_t* probe_activation_manifest(void);
+// activeds.dll keeps the directory service's extended error that ADsSetLastError gives it.
+HRESULT WINAPI ADsGetLastError(DWORD* error, wchar_t* text, DWORD textLength, wchar_t* provider,
+                               DWORD providerLength);
+void WINAPI ADsSetLastError(DWORD error, const wchar_t* text, const wchar_t* provider);
+
 #ifdef __cplusplus
 }
 #endif
