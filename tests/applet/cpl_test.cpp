@@ -144,7 +144,10 @@ TEST_F(ControlPanel, FailedSaveKeepsTheSheetOpenOnThatPage) {
                  HWND sheet = WaitForTestSheet();
                  SetPage(sheet, 2);
                  WaitUntil([&] { return ActivePageIndex(sheet) == 2; }, "the third page");
-                 ::SendMessageW(sheet, PSM_CHANGED, reinterpret_cast<WPARAM>(ActivePage(sheet)), 0);
+                 DWORD_PTR ignored = 0;
+                 ASSERT_TRUE(::SendMessageTimeoutW(sheet, PSM_CHANGED,
+                                                   reinterpret_cast<WPARAM>(ActivePage(sheet)), 0,
+                                                   SMTO_ABORTIFHUNG, kTimeoutMs, &ignored));
                  SetPage(sheet, 0);
                  WaitUntil([&] { return ActivePageIndex(sheet) == 0; }, "the first page");
                  Click(sheet, IDOK);
@@ -153,6 +156,7 @@ TEST_F(ControlPanel, FailedSaveKeepsTheSheetOpenOnThatPage) {
                  EXPECT_EQ(static_cast<UINT>(MB_ICONERROR), box.icon);
                  EXPECT_EQ(L"Vestra CSP", box.caption);
                  WaitUntil([&] { return ActivePageIndex(sheet) == 2; }, "the failing page shown");
+                 Flush();
                  EXPECT_TRUE(IsVisible(sheet));
                  EXPECT_TRUE(IsEnabled(SheetButton(sheet, kApply))) << "still modified";
                  EXPECT_EQ(1, SheetState().saves[2]);

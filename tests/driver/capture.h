@@ -16,9 +16,11 @@ struct Image {
     uint32_t At(int x, int y) const { return pixels[static_cast<size_t>(y) * width + x]; }
 };
 
-// The window as it is on the screen, frame included, after it has repainted.
+// The window, frame included, once it has painted itself anew (bounded: a window that does not
+// paint fails). Settle a window of RunModal with Flush first when it has just been told to change.
 Image CaptureWindow(HWND hwnd);
-// The part of the screen in `screen` coordinates.
+// The part of the screen in `screen` coordinates, as X has it now: a window's latest paint may not
+// be there yet.
 Image CaptureScreenRect(const RECT& screen);
 bool SaveBmp(const Image& image, const std::wstring& path);
 

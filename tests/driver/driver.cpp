@@ -12,6 +12,13 @@ namespace {
 
 constexpr DWORD kSendTimeoutMs = 5000;
 constexpr DWORD kPollMs = 20;
+constexpr UINT kFlushMessage = WM_APP + 0x7F1;
+
+// The message-only window that RunModal keeps on its thread for Flush, and the numbers of the
+// flush requests posted to it and handled by it.
+std::atomic<HWND> g_flusher{nullptr};
+std::atomic<unsigned> g_flushPosted{0};
+std::atomic<unsigned> g_flushHandled{0};
 
 [[noreturn]] void Fail(const std::string& what) { throw Failure(what); }
 
@@ -32,8 +39,13 @@ void Post(HWND hwnd, UINT msg, WPARAM wp = 0, LPARAM lp = 0) {
     if (!::PostMessageW(hwnd, msg, wp, lp)) Fail("cannot post to " + Describe(hwnd));
 }
 
-bool IsSheet(HWND hwnd) { return ::FindWindowExW(hwnd, nullptr, WC_TABCONTROLW, nullptr) ||
-                                 ::SendMessageW(hwnd, PSM_GETCURRENTPAGEHWND, 0, 0); }
+bool IsSheet(HWND hwnd) {
+    DWORD_PTR page = 0;
+    return ::FindWindowExW(hwnd, nullptr, WC_TABCONTROLW, nullptr) ||
+           (::SendMessageTimeoutW(hwnd, PSM_GETCURRENTPAGEHWND, 0, 0, SMTO_ABORTIFHUNG,
+                                  kSendTimeoutMs, &page) &&
+            page);
+}
 
 struct Search {
     int id;
@@ -48,6 +60,54 @@ BOOL CALLBACK FindChild(HWND hwnd, LPARAM lp) {
         search->found = hwnd;
     return TRUE;
 }
+
+// A person can act on a control only once it shows and takes input.
+void WaitUntilUsable(HWND control, const char* action) {
+    if (!::IsWindow(control)) Fail(std::string("cannot ") + action + ": the control is gone");
+    const std::string what = Describe(control) + " to be visible and enabled, to " + action + " it";
+    try {
+        WaitUntil([&] { return IsVisible(control) && IsEnabled(control); }, what);
+    } catch (const Failure& failure) {
+        Fail(std::string(failure.what()) + "; it is " +
+             (!::IsWindow(control) ? "gone" : IsVisible(control) ? "disabled" : "hidden"));
+    }
+}
+
+// The thread's posted queue is first in, first out, also in nested modal loops: when a flush
+// request comes out of it, everything posted before it has been dispatched. A request that finds
+// more posted work behind it, which what it followed may have posted, goes to the back again.
+LRESULT CALLBACK FlusherProc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp) {
+    if (msg != kFlushMessage) return ::DefWindowProcW(hwnd, msg, wp, lp);
+    if (HIWORD(::GetQueueStatus(QS_POSTMESSAGE)) & QS_POSTMESSAGE)
+        ::PostMessageW(hwnd, msg, wp, lp);
+    else if (wp > g_flushHandled)
+        g_flushHandled = static_cast<unsigned>(wp);
+    return 0;
+}
+
+// The flusher for the length of a RunModal, created on its thread.
+class Flusher {
+public:
+    Flusher() {
+        WNDCLASSW windowClass{};
+        windowClass.lpfnWndProc = FlusherProc;
+        windowClass.hInstance = ::GetModuleHandleW(nullptr);
+        windowClass.lpszClassName = L"driver flusher";
+        ::RegisterClassW(&windowClass);  // fails harmlessly from the second run on
+        hwnd_ = ::CreateWindowExW(0, windowClass.lpszClassName, L"", 0, 0, 0, 0, 0, HWND_MESSAGE,
+                                  nullptr, windowClass.hInstance, nullptr);
+        g_flusher = hwnd_;
+    }
+    ~Flusher() {
+        g_flusher = nullptr;
+        if (hwnd_) ::DestroyWindow(hwnd_);
+    }
+    Flusher(const Flusher&) = delete;
+    Flusher& operator=(const Flusher&) = delete;
+
+private:
+    HWND hwnd_;
+};
 
 }  // namespace
 
@@ -133,6 +193,7 @@ std::wstring ClassName(HWND hwnd) {
 }
 
 void SetText(HWND hwnd, const std::wstring& text) {
+    WaitUntilUsable(hwnd, "type into");
     Send(hwnd, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(text.c_str()));
 }
 
@@ -141,8 +202,7 @@ bool IsVisible(HWND hwnd) { return ::IsWindowVisible(hwnd) != FALSE; }
 int CheckState(HWND hwnd) { return static_cast<int>(Send(hwnd, BM_GETCHECK)); }
 
 void Click(HWND button) {
-    if (!IsVisible(button)) Fail("cannot click hidden " + Describe(button));
-    if (!IsEnabled(button)) Fail("cannot click disabled " + Describe(button));
+    WaitUntilUsable(button, "click");
     // Posted: the click may start a modal loop that would block a sent message.
     Post(button, BM_CLICK);
 }
@@ -165,7 +225,7 @@ std::vector<std::wstring> ComboItems(HWND combo) {
 int ComboSelection(HWND combo) { return static_cast<int>(Send(combo, CB_GETCURSEL)); }
 
 void SelectCombo(HWND combo, int index) {
-    if (!IsEnabled(combo)) Fail("cannot select in disabled " + Describe(combo));
+    WaitUntilUsable(combo, "select in");
     if (Send(combo, CB_SETCURSEL, index) != index)
         Fail("no item " + std::to_string(index) + " in " + Describe(combo));
     Post(::GetParent(combo), WM_COMMAND, MAKEWPARAM(::GetDlgCtrlID(combo), CBN_SELCHANGE),
@@ -198,6 +258,17 @@ HWND FocusedWindow(HWND anyWindowOfThatThread) {
     info.cbSize = sizeof(info);
     ::GetGUIThreadInfo(::GetWindowThreadProcessId(anyWindowOfThatThread, nullptr), &info);
     return info.hwndFocus;
+}
+
+void Flush(DWORD timeoutMs) {
+    HWND flusher = g_flusher;
+    if (!flusher) Fail("nothing to flush: Flush works while RunModal runs");
+    if (::GetWindowThreadProcessId(flusher, nullptr) == ::GetCurrentThreadId())
+        Fail("Flush from the thread it would wait for");
+    const unsigned number = ++g_flushPosted;
+    Post(flusher, kFlushMessage, number);
+    WaitUntil([&] { return g_flushHandled >= number; },
+              "the UI thread to handle what was posted to it", timeoutMs);
 }
 
 HWND ActivePage(HWND sheet) { return reinterpret_cast<HWND>(Send(sheet, PSM_GETCURRENTPAGEHWND)); }
@@ -266,6 +337,7 @@ MessageBoxInfo AnswerMessageBox(int button, DWORD timeoutMs) {
 
 INT_PTR RunModal(const std::function<INT_PTR()>& modal, const std::function<void()>& script,
                  DWORD graceMs) {
+    Flusher flusher;
     std::atomic<bool> finished{false};
     std::thread worker([&] {
         bool failed = false;

@@ -2,6 +2,10 @@
 // the code under test runs its modal loop on the main thread, the script waits for windows,
 // reads their state and posts input. Every wait is bounded; a window nobody answers fails the
 // test instead of hanging the run.
+//
+// A script acts only on what it has waited for: the actions below wait until their control shows
+// and takes input, and a script that asserts that something did not happen calls Flush first, so
+// that the input it posted has been handled. A fixed sleep proves neither.
 #pragma once
 
 #include <windows.h>
@@ -45,17 +49,27 @@ void WaitUntil(const std::function<bool()>& condition, const std::string& what,
 HWND Item(HWND parent, int id);
 std::wstring Text(HWND hwnd);
 std::wstring ClassName(HWND hwnd);
-void SetText(HWND hwnd, const std::wstring& text);  // an edit also notifies EN_CHANGE
 bool IsEnabled(HWND hwnd);
 bool IsVisible(HWND hwnd);
 int CheckState(HWND hwnd);
-void Click(HWND button);  // fails when the button is hidden or disabled
-void Click(HWND parent, int id);
 std::vector<std::wstring> ComboItems(HWND combo);
 int ComboSelection(HWND combo);
-void SelectCombo(HWND combo, int index);  // as the user would: the owner gets CBN_SELCHANGE
 std::vector<std::vector<std::wstring>> ListRows(HWND list);
 HWND FocusedWindow(HWND anyWindowOfThatThread);
+
+// Input as a person gives it: each waits (bounded) until its control is visible and enabled, and
+// fails naming the control and what it waited for.
+void SetText(HWND hwnd, const std::wstring& text);  // an edit also notifies EN_CHANGE
+void Click(HWND button);  // posted: the click may open a modal loop
+void Click(HWND parent, int id);
+void SelectCombo(HWND combo, int index);  // the owner gets CBN_SELCHANGE
+
+// Returns once the thread of RunModal has handled every message posted to it before the call, and
+// every message that those posted in turn (PSM_SETWIZBUTTONS from a page change, for instance):
+// it has found its posted queue empty. A message whose handler opened a modal loop (a message box)
+// counts as handled once that loop runs; the box is then on the screen. Timers and paints may still
+// be due. Fails outside RunModal, and when the thread does not get there within `timeoutMs`.
+void Flush(DWORD timeoutMs = kTimeoutMs);
 
 // Property sheets and wizards. Button ids: IDOK, IDCANCEL, kApply, kBack, kNext, kFinish.
 constexpr int kApply = 0x3021;
@@ -64,6 +78,7 @@ constexpr int kNext = 0x3024;
 constexpr int kFinish = 0x3025;
 HWND ActivePage(HWND sheet);
 int ActivePageIndex(HWND sheet);
+// The sheet's own interface, as the code under test would use it: no wait for the tab or button.
 void SetPage(HWND sheet, int index);
 void PressSheetButton(HWND sheet, int psbtn);  // PSBTN_*
 HWND SheetButton(HWND sheet, int id);

@@ -16,6 +16,7 @@ int g_failures = 0;
 
 void Save(HWND hwnd, const std::wstring& name) {
     std::wstring path = g_directory + L"\\" + name + L".bmp";
+    Flush();  // the buttons as the page set them
     if (!SaveBmp(CaptureWindow(hwnd), path)) {
         std::fprintf(stderr, "kvshots: cannot write %s\n", Narrow(path).c_str());
         ++g_failures;

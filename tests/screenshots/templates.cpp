@@ -76,6 +76,7 @@ int Shoot(HMODULE module, const Language& language, const std::wstring& director
                      for (int i = 0; i < sheet.PageCount(); ++i) {
                          SetPage(hwnd, i);
                          WaitUntil([&] { return ActivePageIndex(hwnd) == i; }, "the next page");
+                         Flush();
                          const std::wstring path = directory + L"\\template-" +
                                                    std::to_wstring(sheet.pages[i]->Id()) + L"-" +
                                                    language.tag + L".bmp";

@@ -45,6 +45,7 @@ int wmain(int argc, wchar_t** argv) {
                 [&] {
                     HWND wizard = WaitForWindow({L"#32770", L""});
                     SetText(Item(wizard, 1045), L"demo-container");
+                    Flush();  // the buttons as the typed name set them
                     if (!SaveBmp(CaptureWindow(wizard), file)) ++failures;
                     PressSheetButton(wizard, PSBTN_CANCEL);
                     WaitUntilGone(wizard);

@@ -37,6 +37,7 @@ TEST_P(NumberDialogTest, RejectsOutOfRangeAndKeepsTheDialogOpen) {
             EXPECT_EQ(c.rangeMessage, box.text);
             EXPECT_EQ(static_cast<UINT>(MB_ICONEXCLAMATION), box.icon);
             EXPECT_EQ(c.caption, box.caption);
+            Flush();
             EXPECT_TRUE(IsVisible(hwnd));
             WaitUntil([&] { return FocusedWindow(hwnd) == number; }, "focus on the number");
             DWORD selection = static_cast<DWORD>(::SendMessageW(number, EM_GETSEL, 0, 0));

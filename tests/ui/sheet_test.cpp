@@ -92,6 +92,7 @@ TEST(SettingsSheet, ApplyVetoKeepsTheSheetOpenOnTheVetoingPage) {
             Click(hwnd, IDOK);
             WaitUntil([&] { return sheet.second.applyCount == 1; }, "the second page asked");
             WaitUntil([&] { return ActivePageIndex(hwnd) == 1; }, "the vetoing page shown");
+            Flush();
             EXPECT_TRUE(IsVisible(hwnd));
             EXPECT_TRUE(IsEnabled(SheetButton(hwnd, kApply)));
             sheet.second.vetoApply = false;
@@ -131,6 +132,7 @@ TEST(SettingsSheet, InvalidNumberStopsThePageChange) {
                  SetPage(hwnd, 0);
                  MessageBoxInfo box = AnswerMessageBox(IDOK);
                  EXPECT_EQ(L"Enter a whole number from 1 to 100.", box.text);
+                 Flush();
                  EXPECT_EQ(1, ActivePageIndex(hwnd));
                  EXPECT_EQ(7, sheet.second.number);
                  PressSheetButton(hwnd, PSBTN_CANCEL);

@@ -17,7 +17,6 @@ using namespace wiztest;
 void NameAndFinish(HWND wizard, const std::wstring& name, bool machine = false) {
     if (machine) Click(wizard, IDC_SELECT_COMPUTER);
     SetText(Item(wizard, IDC_SELECT_NAME), name);
-    WaitUntil([&] { return IsEnabled(SheetButton(wizard, kFinish)); }, "Finish enabled");
     Click(SheetButton(wizard, kFinish));
 }
 
@@ -69,6 +68,7 @@ TEST(DeleteContainer, AMissingContainerShowsTheProvidersErrorAndStays) {
                  EXPECT_NE(std::wstring::npos, box.text.find(L"(-2146893802)"))
                      << "NTE_BAD_KEYSET from the provider: " << Narrow(box.text);
                  EXPECT_EQ(static_cast<UINT>(MB_ICONERROR), box.icon);
+                 Flush();
                  EXPECT_TRUE(IsVisible(hwnd));
                  PressSheetButton(hwnd, PSBTN_CANCEL);
              });
@@ -92,6 +92,7 @@ TEST(ChangePassword, TheProviderChangesItAndAFailureLetsTheUserTryAgain) {
                          EXPECT_EQ(L"Error 0x8010006E (-2146434962) ",
                                    box.text.substr(0, 31));
                          EXPECT_EQ(static_cast<UINT>(MB_ICONERROR), box.icon);
+                         Flush();
                          EXPECT_TRUE(IsVisible(hwnd));
                          EXPECT_EQ(1, Live().contexts);
                          PressSheetButton(hwnd, PSBTN_CANCEL);

@@ -135,7 +135,7 @@ TEST(SelectContainer, FinishFollowsTheNameAndAnEmptyNameStays) {
         WaitUntil([&] { return !IsEnabled(finish); }, "Finish disabled again");
         // Finish pressed regardless: the page stays and says nothing.
         PressSheetButton(wizard, PSBTN_FINISH);
-        ::Sleep(300);
+        Flush();
         EXPECT_TRUE(IsVisible(wizard));
         for (HWND window : TopLevelWindows()) EXPECT_FALSE(IsMessageBox(window));
         Cancel(wizard);
@@ -158,7 +158,7 @@ TEST(SelectContainer, BrowseTakesTheProvidersPickAndACancelChangesNothing) {
     WithDeleteWizard([](HWND wizard) {
         SetText(Item(wizard, IDC_SELECT_NAME), L"typed");
         Click(wizard, IDC_SELECT_BROWSE);  // no pick: the provider answers "cancelled"
-        ::Sleep(300);
+        Flush();
         EXPECT_EQ(L"typed", Text(Item(wizard, IDC_SELECT_NAME)));
         for (HWND window : TopLevelWindows()) EXPECT_FALSE(IsMessageBox(window));
         Cancel(wizard);
@@ -276,7 +276,7 @@ TEST(SelectContainer, ByCertificateWithAnUnlistedProviderOrNoChoice) {
         SetText(Item(wizard, IDC_SELECT_NAME), L"typed");
         Click(wizard, IDC_SELECT_BY_CERTIFICATE);
         AnswerCertificateDialog(kUserOrMachineTitle, false);
-        ::Sleep(200);
+        Flush();
         EXPECT_EQ(L"typed", Text(Item(wizard, IDC_SELECT_NAME))) << "a cancel changes nothing";
         EXPECT_EQ(1, ComboSelection(Item(wizard, IDC_SELECT_PROVIDER)));
 
