@@ -3,7 +3,11 @@
 #include <commctrl.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 
 namespace driver {
@@ -18,7 +22,22 @@ constexpr UINT kFlushMessage = WM_APP + 0x7F1;
 // flush requests posted to it and handled by it.
 std::atomic<HWND> g_flusher{nullptr};
 std::atomic<unsigned> g_flushPosted{0};
-std::atomic<unsigned> g_flushHandled{0};
+// Guarded by g_flushLock and announced through g_flushDone: the last request handled, and
+// whether the modal run of RunModal has returned (its thread reads no more messages, so nothing
+// is left to flush).
+unsigned g_flushHandled = 0;
+bool g_modalReturned = false;
+std::mutex g_flushLock;
+std::condition_variable g_flushDone;
+
+void AnnounceFlush(unsigned handled, bool modalReturned) {
+    {
+        std::lock_guard<std::mutex> lock(g_flushLock);
+        g_flushHandled = std::max(g_flushHandled, handled);
+        g_modalReturned = modalReturned;
+    }
+    g_flushDone.notify_all();
+}
 
 [[noreturn]] void Fail(const std::string& what) { throw Failure(what); }
 
@@ -64,11 +83,12 @@ BOOL CALLBACK FindChild(HWND hwnd, LPARAM lp) {
 // A person can act on a control only once it shows and takes input.
 void WaitUntilUsable(HWND control, const char* action) {
     if (!::IsWindow(control)) Fail(std::string("cannot ") + action + ": the control is gone");
-    const std::string what = Describe(control) + " to be visible and enabled, to " + action + " it";
+    // Described only on failure: reading its text waits for its thread, which may be busy.
     try {
-        WaitUntil([&] { return IsVisible(control) && IsEnabled(control); }, what);
-    } catch (const Failure& failure) {
-        Fail(std::string(failure.what()) + "; it is " +
+        WaitUntil([&] { return IsVisible(control) && IsEnabled(control); }, "a control");
+    } catch (const Failure&) {
+        Fail("timed out after " + std::to_string(kTimeoutMs) + " ms waiting for " +
+             Describe(control) + " to be visible and enabled, to " + action + " it; it is " +
              (!::IsWindow(control) ? "gone" : IsVisible(control) ? "disabled" : "hidden"));
     }
 }
@@ -80,8 +100,8 @@ LRESULT CALLBACK FlusherProc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp) {
     if (msg != kFlushMessage) return ::DefWindowProcW(hwnd, msg, wp, lp);
     if (HIWORD(::GetQueueStatus(QS_POSTMESSAGE)) & QS_POSTMESSAGE)
         ::PostMessageW(hwnd, msg, wp, lp);
-    else if (wp > g_flushHandled)
-        g_flushHandled = static_cast<unsigned>(wp);
+    else
+        AnnounceFlush(static_cast<unsigned>(wp), false);
     return 0;
 }
 
@@ -267,8 +287,11 @@ void Flush(DWORD timeoutMs) {
         Fail("Flush from the thread it would wait for");
     const unsigned number = ++g_flushPosted;
     Post(flusher, kFlushMessage, number);
-    WaitUntil([&] { return g_flushHandled >= number; },
-              "the UI thread to handle what was posted to it", timeoutMs);
+    std::unique_lock<std::mutex> lock(g_flushLock);
+    if (!g_flushDone.wait_for(lock, std::chrono::milliseconds(timeoutMs),
+                              [&] { return g_flushHandled >= number || g_modalReturned; }))
+        Fail("timed out after " + std::to_string(timeoutMs) +
+             " ms waiting for the UI thread to handle what was posted to it");
 }
 
 HWND ActivePage(HWND sheet) { return reinterpret_cast<HWND>(Send(sheet, PSM_GETCURRENTPAGEHWND)); }
@@ -338,6 +361,7 @@ MessageBoxInfo AnswerMessageBox(int button, DWORD timeoutMs) {
 INT_PTR RunModal(const std::function<INT_PTR()>& modal, const std::function<void()>& script,
                  DWORD graceMs) {
     Flusher flusher;
+    AnnounceFlush(0, false);
     std::atomic<bool> finished{false};
     std::thread worker([&] {
         bool failed = false;
@@ -370,6 +394,7 @@ INT_PTR RunModal(const std::function<INT_PTR()>& modal, const std::function<void
         }
     });
     INT_PTR result = modal();
+    AnnounceFlush(0, true);
     finished = true;
     worker.join();
     return result;

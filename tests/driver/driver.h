@@ -68,7 +68,8 @@ void SelectCombo(HWND combo, int index);  // the owner gets CBN_SELCHANGE
 // every message that those posted in turn (PSM_SETWIZBUTTONS from a page change, for instance):
 // it has found its posted queue empty. A message whose handler opened a modal loop (a message box)
 // counts as handled once that loop runs; the box is then on the screen. Timers and paints may still
-// be due. Fails outside RunModal, and when the thread does not get there within `timeoutMs`.
+// be due. Returns at once when the modal run has ended. Fails outside RunModal, and when the
+// thread does not get there within `timeoutMs`.
 void Flush(DWORD timeoutMs = kTimeoutMs);
 
 // Property sheets and wizards. Button ids: IDOK, IDCANCEL, kApply, kBack, kNext, kFinish.

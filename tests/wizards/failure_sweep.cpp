@@ -85,15 +85,6 @@ bool IsOpen(HWND wizard) {
     return wizard && ::IsWindow(wizard) && ::IsWindowVisible(wizard);
 }
 
-// Returns once the wizard's thread has come back to reading messages: whatever the last input
-// started (a page change, a box, the end of the sheet) has happened by then.
-void Flush(HWND wizard) {
-    DWORD_PTR ignored = 0;
-    if (!::SendMessageTimeoutW(wizard, WM_NULL, 0, 0, SMTO_NORMAL, kTimeoutMs, &ignored) &&
-        ::IsWindow(wizard))
-        throw Failure("the wizard's thread does not answer");
-}
-
 }  // namespace
 
 std::string Describe(const Injection& injection) {
@@ -131,7 +122,7 @@ MessageBoxInfo SweepRun::AnswerAnyBox() {
 
 void SweepRun::Settle() {
     while (IsOpen(wizard_)) {
-        Flush(wizard_);
+        Flush();
         if (!AnyMessageBox()) return;
         boxes_.push_back(AnswerAnyBox());
     }
