@@ -2,6 +2,7 @@
 
 #include "applet/strings.h"
 #include "resource.h"
+#include "ui/clipboard.h"
 
 #include <cstring>
 
@@ -89,24 +90,8 @@ std::wstring CWizPageCheckContainerFinish::ClipboardText() const {
 
 bool CWizPageCheckContainerFinish::OnCommand(UINT id, UINT code) {
     if (id != IDC_CHECK_COPY || code != BN_CLICKED) return false;
-    CopyToClipboard();
+    ui::SetClipboardText(hwnd(), ClipboardText());
     return true;
-}
-
-void CWizPageCheckContainerFinish::CopyToClipboard() const {
-    const std::wstring text = ClipboardText();
-    const size_t bytes = (text.size() + 1) * sizeof(wchar_t);
-    ui::UniqueHGlobal memory(::GlobalAlloc(GMEM_MOVEABLE, bytes));
-    if (!memory) return;
-    void* target = ::GlobalLock(memory.get());
-    if (!target) return;
-    std::memcpy(target, text.c_str(), bytes);
-    ::GlobalUnlock(memory.get());
-    if (!::OpenClipboard(hwnd())) return;
-    ::EmptyClipboard();
-    // The clipboard owns the memory once it has taken it.
-    if (::SetClipboardData(CF_UNICODETEXT, memory.get())) memory.release();
-    ::CloseClipboard();
 }
 
 CWizardCheckContainer::CWizardCheckContainer(HWND parent)

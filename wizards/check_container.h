@@ -38,8 +38,6 @@ protected:
     bool OnCommand(UINT id, UINT code) override;
 
 private:
-    void CopyToClipboard() const;
-
     CWizardCheckContainer& wizard_;
     ui::UniqueHFont titleFont_;
     ui::ListView list_;
