@@ -68,6 +68,24 @@
 #define IDC_ADVANCED_TIMEOUT                  57635
 
 // ---------------------------------------------------------------------------------------------
+// User input timeout dialog, opened from the Advanced page
+// ---------------------------------------------------------------------------------------------
+#define IDD_SET_TIMEOUT                       169
+#define IDC_TIMEOUT_USER_GROUP                1087
+#define IDC_TIMEOUT_USER_DEFAULT              1093  // first of the user's three choices
+#define IDC_TIMEOUT_USER_INFINITE             1094
+#define IDC_TIMEOUT_USER_SET                  1095
+#define IDC_TIMEOUT_USER_VALUE                1083
+#define IDC_TIMEOUT_USER_SPIN                 1085
+#define IDC_TIMEOUT_USER_SECONDS              1091
+#define IDC_TIMEOUT_SYSTEM_GROUP              1088
+#define IDC_TIMEOUT_SYSTEM_INFINITE           1097  // first of the system's two choices
+#define IDC_TIMEOUT_SYSTEM_SET                1098
+#define IDC_TIMEOUT_SYSTEM_VALUE              1084
+#define IDC_TIMEOUT_SYSTEM_SPIN               1086
+#define IDC_TIMEOUT_SYSTEM_SECONDS            1092
+
+// ---------------------------------------------------------------------------------------------
 // Algorithms page (IDD_PAGE_ALGORITHMS)
 // ---------------------------------------------------------------------------------------------
 #define IDC_ALGORITHMS_PROV_TYPE              1055

@@ -1,10 +1,11 @@
 // Renders the applet's settings page templates for people to look at: the eight pages of the
 // configuration sheet, as the applet file carries them, in one bare sheet per language, with no
-// page code behind them. Usage: kvtemplates CPL-PATH OUTPUT-DIRECTORY
+// page code behind them; then the dialogs that pages open, each on its own. Usage: kvtemplates CPL-PATH OUTPUT-DIRECTORY
 // Exits non-zero when a template is missing in a language or a page could not be saved.
 #include "driver/capture.h"
 #include "driver/driver.h"
 #include "resource.h"
+#include "ui/dialog.h"
 #include "ui/handles.h"
 #include "ui/property_sheet.h"
 #include "ui/resources.h"
@@ -24,6 +25,9 @@ using namespace driver;
 constexpr UINT kPages[] = {IDD_PAGE_GENERAL,  IDD_PAGE_HARDWARE,   IDD_PAGE_SERVICE,
                            IDD_PAGE_ADVANCED, IDD_PAGE_ALGORITHMS, IDD_PAGE_SECURITY,
                            IDD_PAGE_WINLOGON, IDD_PAGE_TLS};
+
+// The dialogs that the pages open.
+constexpr UINT kDialogs[] = {IDD_SET_TIMEOUT};
 
 struct Language {
     LANGID id;
@@ -95,6 +99,37 @@ int Shoot(HMODULE module, const Language& language, const std::wstring& director
     return failures;
 }
 
+int ShootDialogs(HMODULE module, const Language& language, const std::wstring& directory) {
+    int failures = 0;
+    for (UINT id : kDialogs) {
+        ui::Dialog dialog;
+        dialog.SetTemplate(ui::FindDialogTemplate(module, id, language.id), module, language.id);
+        if (!dialog.HasTemplate()) {
+            std::fprintf(stderr, "kvtemplates: dialog %u is missing in %s\n", id,
+                         Narrow(language.tag).c_str());
+            ++failures;
+            continue;
+        }
+        RunModal([&] { return dialog.DoModal(nullptr); },
+                 [&] {
+                     HWND hwnd = nullptr;
+                     WaitUntil(
+                         [&] {
+                             for (HWND window : TopLevelWindows())
+                                 if (ClassName(window) == L"#32770") hwnd = window;
+                             return hwnd != nullptr;
+                         },
+                         "the dialog");
+                     Flush();
+                     const std::wstring path = directory + L"\\template-" + std::to_wstring(id) +
+                                               L"-" + language.tag + L".bmp";
+                     if (!SaveBmp(CaptureWindow(hwnd), path)) ++failures;
+                     ::PostMessageW(hwnd, WM_COMMAND, IDCANCEL, 0);
+                 });
+    }
+    return failures;
+}
+
 }  // namespace
 
 int wmain(int argc, wchar_t** argv) {
@@ -121,7 +156,9 @@ int wmain(int argc, wchar_t** argv) {
     INITCOMMONCONTROLSEX classes{sizeof(classes), ICC_WIN95_CLASSES};
     ::InitCommonControlsEx(&classes);
     int failures = 0;
-    for (const Language& language : kLanguages) failures += Shoot(module.get(), language, argv[2]);
+    for (const Language& language : kLanguages)
+        failures += Shoot(module.get(), language, argv[2]) +
+                    ShootDialogs(module.get(), language, argv[2]);
     if (activation != INVALID_HANDLE_VALUE) {
         ::DeactivateActCtx(0, cookie);
         ::ReleaseActCtx(activation);
