@@ -1,5 +1,6 @@
 #include "pages/advanced_page.h"
 
+#include "pages/timeout_dialog.h"
 #include "resource.h"
 #include "ui/clipboard.h"
 
@@ -173,6 +174,11 @@ bool CPropPageConfigCSPAdvanced::OnCommand(UINT id, UINT code) {
         case IDC_ADVANCED_COPY:
             ui::SetClipboardText(hwnd(), ModuleListText(DisplayedRows()));
             return true;
+        case IDC_ADVANCED_TIMEOUT: {
+            CDialogSetTimeout dialog;
+            dialog.DoModal(hwnd());
+            return true;
+        }
         default:
             return false;
     }

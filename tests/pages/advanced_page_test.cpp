@@ -1,5 +1,6 @@
 // The Advanced page: the modules it lists against the files behind them, its orders, its text,
-// and the installed applet's page sorted by header clicks and copied to the clipboard.
+// and the installed applet's page sorted by header clicks, copied to the clipboard, and opening
+// the user input timeout dialog.
 #include "driver/driver.h"
 #include "pages/module_list.h"
 #include "resource.h"
@@ -213,7 +214,7 @@ std::wstring Expected(const std::vector<std::vector<std::wstring>>& rows) {
 
 int Icmp(const std::wstring& a, const std::wstring& b) { return ::_wcsicmp(a.c_str(), b.c_str()); }
 
-TEST(AdvancedPage, ListsTheModulesSortsThemByHeaderClicksAndCopiesThem) {
+TEST(AdvancedPage, ListsSortsAndCopiesTheModulesAndOpensTheTimeoutDialog) {
     EmptyClipboard();
     std::vector<std::vector<std::wstring>> expected;
     {
@@ -268,6 +269,12 @@ TEST(AdvancedPage, ListsTheModulesSortsThemByHeaderClicksAndCopiesThem) {
             Click(Item(ActivePage(sheet), IDC_ADVANCED_COPY));
             const std::wstring text = Expected(rows);
             WaitUntil([&] { return ClipboardText() == text; }, "the list on the clipboard");
+
+            Click(Item(ActivePage(sheet), IDC_ADVANCED_TIMEOUT));
+            HWND timeout = WaitForWindow({L"#32770", L"User input timeout", sheet, true});
+            EXPECT_FALSE(IsEnabled(sheet)) << "the timeout dialog is modal";
+            Click(Item(timeout, IDCANCEL));
+            WaitUntilGone(timeout);
 
             PressSheetButton(sheet, PSBTN_CANCEL);
             WaitUntilGone(sheet);
