@@ -273,6 +273,25 @@ std::vector<std::vector<std::wstring>> ListRows(HWND list) {
     return rows;
 }
 
+std::wstring ClipboardText() {
+    std::wstring text;
+    if (!::OpenClipboard(nullptr)) return text;
+    if (HANDLE data = ::GetClipboardData(CF_UNICODETEXT)) {
+        if (auto chars = static_cast<const wchar_t*>(::GlobalLock(data))) {
+            text = chars;
+            ::GlobalUnlock(data);
+        }
+    }
+    ::CloseClipboard();
+    return text;
+}
+
+void ClearClipboard() {
+    if (!::OpenClipboard(nullptr)) return;
+    ::EmptyClipboard();
+    ::CloseClipboard();
+}
+
 HWND FocusedWindow(HWND anyWindowOfThatThread) {
     GUITHREADINFO info{};
     info.cbSize = sizeof(info);

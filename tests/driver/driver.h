@@ -57,6 +57,10 @@ int ComboSelection(HWND combo);
 std::vector<std::vector<std::wstring>> ListRows(HWND list);
 HWND FocusedWindow(HWND anyWindowOfThatThread);
 
+// The clipboard's CF_UNICODETEXT ("" when there is none), and emptying it.
+std::wstring ClipboardText();
+void ClearClipboard();
+
 // Input as a person gives it: each waits (bounded) until its control is visible and enabled, and
 // fails naming the control and what it waited for.
 void SetText(HWND hwnd, const std::wstring& text);  // an edit also notifies EN_CHANGE

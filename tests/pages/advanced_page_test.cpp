@@ -21,7 +21,7 @@ using applet::ModuleRow;
 const std::wstring kProductDir = L"C:\\Program Files\\Kelvane\\Vestra CSP\\";
 const std::wstring kProductVersion = TEXT(KV_TESTBED_VERSION_TEXT);
 
-std::wstring SystemDir(UINT (WINAPI* get)(LPWSTR, UINT)) {
+std::wstring SystemDir(UINT(WINAPI* get)(LPWSTR, UINT)) {
     wchar_t buffer[MAX_PATH];
     UINT length = get(buffer, MAX_PATH);
     return std::wstring(buffer, length);
@@ -104,35 +104,19 @@ TEST(ModuleList, TextHasALineForEachRowInColumns) {
         {L"", L"", L"32 bit", L"C:\\p\\kvstamp.dll"},
         {L"a-rather-long-name.dll", L"10.0.19041.1000", L"x64", L"C:\\w\\a.dll"},
     };
-    EXPECT_EQ(L"kvx86.dll             5.0.0.1 x86 C:\\p\\kvx86.dll\r\n"
-              L"                              32 bit C:\\p\\kvstamp.dll\r\n"
-              L"a-rather-long-name.dll  10.0.19041.1000 x64 C:\\w\\a.dll\r\n",
-              applet::ModuleListText(rows));
+    EXPECT_EQ(
+        L"kvx86.dll             5.0.0.1 x86 C:\\p\\kvx86.dll\r\n"
+        L"                              32 bit C:\\p\\kvstamp.dll\r\n"
+        L"a-rather-long-name.dll  10.0.19041.1000 x64 C:\\w\\a.dll\r\n",
+        applet::ModuleListText(rows));
     EXPECT_EQ(L"", applet::ModuleListText({}));
 }
 
 // The page as a person uses it.
 
-std::wstring ClipboardText() {
-    std::wstring text;
-    if (!::OpenClipboard(nullptr)) return text;
-    if (HANDLE data = ::GetClipboardData(CF_UNICODETEXT)) {
-        if (auto chars = static_cast<const wchar_t*>(::GlobalLock(data))) {
-            text = chars;
-            ::GlobalUnlock(data);
-        }
-    }
-    ::CloseClipboard();
-    return text;
+HWND Header(HWND list) {
+    return reinterpret_cast<HWND>(::SendMessageW(list, LVM_GETHEADER, 0, 0));
 }
-
-void EmptyClipboard() {
-    if (!::OpenClipboard(nullptr)) return;
-    ::EmptyClipboard();
-    ::CloseClipboard();
-}
-
-HWND Header(HWND list) { return reinterpret_cast<HWND>(::SendMessageW(list, LVM_GETHEADER, 0, 0)); }
 
 // A left click in the middle of a header item, as the mouse gives it.
 void ClickHeader(HWND list, int column) {
@@ -160,9 +144,9 @@ std::vector<BYTE> Pixels(HBITMAP bitmap) {
 }
 
 std::vector<BYTE> ShellArrow(WORD id) {
-    HBITMAP bitmap = static_cast<HBITMAP>(::LoadImageW(::GetModuleHandleW(L"shell32.dll"),
-                                                       MAKEINTRESOURCEW(id), IMAGE_BITMAP, 0, 0,
-                                                       LR_CREATEDIBSECTION));
+    HBITMAP bitmap =
+        static_cast<HBITMAP>(::LoadImageW(::GetModuleHandleW(L"shell32.dll"), MAKEINTRESOURCEW(id),
+                                          IMAGE_BITMAP, 0, 0, LR_CREATEDIBSECTION));
     std::vector<BYTE> pixels = Pixels(bitmap);
     if (bitmap) ::DeleteObject(bitmap);
     return pixels;
@@ -212,10 +196,12 @@ std::wstring Expected(const std::vector<std::vector<std::wstring>>& rows) {
     return text;
 }
 
-int Icmp(const std::wstring& a, const std::wstring& b) { return ::_wcsicmp(a.c_str(), b.c_str()); }
+int Icmp(const std::wstring& a, const std::wstring& b) {
+    return ::_wcsicmp(a.c_str(), b.c_str());
+}
 
 TEST(AdvancedPage, ListsSortsAndCopiesTheModulesAndOpensTheTimeoutDialog) {
-    EmptyClipboard();
+    ClearClipboard();
     std::vector<std::vector<std::wstring>> expected;
     {
         std::vector<ModuleRow> rows = applet::ListInstalledModules();
@@ -263,8 +249,9 @@ TEST(AdvancedPage, ListsSortsAndCopiesTheModulesAndOpensTheTimeoutDialog) {
             EXPECT_EQ(L"   ^", Arrows(list));
             rows = ListRows(list);
             std::vector<std::wstring> paths = Column(rows, applet::kColumnPath);
-            EXPECT_TRUE(std::is_sorted(paths.begin(), paths.end(),
-                                       [](const auto& l, const auto& r) { return Icmp(l, r) < 0; }));
+            EXPECT_TRUE(
+                std::is_sorted(paths.begin(), paths.end(),
+                               [](const auto& l, const auto& r) { return Icmp(l, r) < 0; }));
 
             Click(Item(ActivePage(sheet), IDC_ADVANCED_COPY));
             const std::wstring text = Expected(rows);

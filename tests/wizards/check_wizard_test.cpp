@@ -19,25 +19,6 @@ using namespace wiztest;
 const std::wstring kContainer = L"kv-check-wizard";
 const std::wstring kTitle = L"Check private key container";
 
-std::wstring ClipboardText() {
-    std::wstring text;
-    if (!::OpenClipboard(nullptr)) return text;
-    if (HANDLE data = ::GetClipboardData(CF_UNICODETEXT)) {
-        if (auto chars = static_cast<const wchar_t*>(::GlobalLock(data))) {
-            text = chars;
-            ::GlobalUnlock(data);
-        }
-    }
-    ::CloseClipboard();
-    return text;
-}
-
-void EmptyClipboard() {
-    if (!::OpenClipboard(nullptr)) return;
-    ::EmptyClipboard();
-    ::CloseClipboard();
-}
-
 // The report's text form, written out from the rows on the screen.
 std::wstring Expected(const std::vector<std::vector<std::wstring>>& rows) {
     std::wstring text;
@@ -66,7 +47,7 @@ TEST(CheckWizard, FromTheServicePageToTheReportTheClipboardAndBack) {
     spec.name = kContainer;
     spec.chain = true;
     ASSERT_EQ(0u, fixtures::MakeContainer(spec));
-    EmptyClipboard();
+    ClearClipboard();
 
     HMODULE applet = ::LoadLibraryW((std::wstring(kProductDir) + L"kvconfig.cpl").c_str());
     ASSERT_TRUE(applet);
