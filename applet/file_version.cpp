@@ -15,8 +15,8 @@ std::wstring FileVersionString(const std::wstring& path) {
     if (!::GetFileVersionInfoW(path.c_str(), 0, size, block.data())) return {};
     VS_FIXEDFILEINFO* info = nullptr;
     UINT length = 0;
-    if (!::VerQueryValueW(block.data(), L"\\", reinterpret_cast<void**>(&info), &length) ||
-        !info || length < sizeof(VS_FIXEDFILEINFO))
+    if (!::VerQueryValueW(block.data(), L"\\", reinterpret_cast<void**>(&info), &length) || !info ||
+        length < sizeof(VS_FIXEDFILEINFO))
         return {};
     wchar_t text[48];
     std::swprintf(text, sizeof(text) / sizeof(text[0]), L"%d.%d.%d.%d",

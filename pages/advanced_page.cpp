@@ -35,7 +35,9 @@ HBITMAP LoadShellBitmap(WORD id) {
         ::LoadImageW(shell, MAKEINTRESOURCEW(id), IMAGE_BITMAP, 0, 0, LR_CREATEDIBSECTION));
 }
 
-const ModuleRow* RowOf(LPARAM data) { return reinterpret_cast<const ModuleRow*>(data); }
+const ModuleRow* RowOf(LPARAM data) {
+    return reinterpret_cast<const ModuleRow*>(data);
+}
 
 struct SortOrder {
     int column;

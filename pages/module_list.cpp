@@ -9,11 +9,11 @@ namespace applet {
 
 namespace {
 
-constexpr const wchar_t* kSystemModules[] = {L"advapi32.dll", L"crypt32.dll", L"inetcomm.dll",
+constexpr const wchar_t* kSystemModules[] = {L"advapi32.dll", L"crypt32.dll",  L"inetcomm.dll",
                                              L"wininet.dll",  L"schannel.dll", L"security.dll",
                                              L"secur32.dll"};
 
-std::wstring Directory(UINT (WINAPI* get)(LPWSTR, UINT)) {
+std::wstring Directory(UINT(WINAPI* get)(LPWSTR, UINT)) {
     wchar_t buffer[MAX_PATH];
     const UINT length = get(buffer, MAX_PATH);
     return length > 0 && length < MAX_PATH ? std::wstring(buffer, length) : std::wstring();
@@ -128,15 +128,14 @@ std::vector<std::wstring> SystemModulePaths() {
 std::vector<std::wstring> IntegrityModulePaths() {
     std::vector<std::wstring> paths;
     ui::UniqueHKey list;
-    if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kIntegrityKey, 0, KEY_ENUMERATE_SUB_KEYS,
-                        list.put()) != ERROR_SUCCESS)
+    if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kIntegrityKey, 0, KEY_ENUMERATE_SUB_KEYS, list.put()) !=
+        ERROR_SUCCESS)
         return paths;
     wchar_t name[MAX_PATH + 1];
     for (DWORD index = 0; ::RegEnumKeyW(list.get(), index, name, MAX_PATH + 1) == ERROR_SUCCESS;
          ++index) {
         ui::UniqueHKey module;
-        if (::RegOpenKeyExW(list.get(), name, 0, KEY_READ, module.put()) != ERROR_SUCCESS)
-            continue;
+        if (::RegOpenKeyExW(list.get(), name, 0, KEY_READ, module.put()) != ERROR_SUCCESS) continue;
         paths.push_back(RegistryPath(module.get()));
     }
     return paths;
