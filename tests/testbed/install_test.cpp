@@ -91,7 +91,7 @@ TEST(Installation, IntegrityListNamesTheModulesAndOneMissingFile) {
         (FileExists(path) ? present : missing).insert(name);
     }
     EXPECT_EQ((std::set<std::wstring>{L"kvconfig.cpl", L"kvsuprt.dll", L"kvrdr.dll", L"kvrndm.dll",
-                                      L"kvcrypt.dll", L"kvcng.dll", L"kvocsp.dll"}),
+                                      L"kvcrypt.dll", L"kvcng.dll", L"kvocsp.dll", L"kvx86.dll"}),
               present);
     EXPECT_EQ(std::set<std::wstring>{L"kvstamp.dll"}, missing);
 }
