@@ -16,6 +16,7 @@ namespace {
 // header.
 bool HeaderDrawsSortArrows() {
     HMODULE library = ::GetModuleHandleW(L"comctl32.dll");
+    if (!library) return false;
     auto getVersion = reinterpret_cast<DLLGETVERSIONPROC>(
         reinterpret_cast<void*>(::GetProcAddress(library, "DllGetVersion")));
     DLLVERSIONINFO info{};
