@@ -94,13 +94,22 @@ void CPropPageConfigCSPAdvanced::AddRow(ModuleRow row) {
     list_.SetItemText(item, kColumnPath, owned.path);
 }
 
+const ModuleRow* CPropPageConfigCSPAdvanced::RowAt(int item) const {
+    LVITEMW lvi{};
+    lvi.mask = LVIF_PARAM;
+    lvi.iItem = item;
+    return list_.Send(LVM_GETITEMW, 0, reinterpret_cast<LPARAM>(&lvi)) ? RowOf(lvi.lParam)
+                                                                       : nullptr;
+}
+
 void CPropPageConfigCSPAdvanced::FreeRows() {
     for (int item = 0, count = list_.Count(); item < count; ++item) {
+        const ModuleRow* row = RowAt(item);
+        if (!row) continue;
+        delete row;
         LVITEMW lvi{};
         lvi.mask = LVIF_PARAM;
         lvi.iItem = item;
-        if (!list_.Send(LVM_GETITEMW, 0, reinterpret_cast<LPARAM>(&lvi))) continue;
-        delete RowOf(lvi.lParam);
         lvi.lParam = 0;
         list_.Send(LVM_SETITEMW, 0, reinterpret_cast<LPARAM>(&lvi));
     }
@@ -108,13 +117,8 @@ void CPropPageConfigCSPAdvanced::FreeRows() {
 
 std::vector<ModuleRow> CPropPageConfigCSPAdvanced::DisplayedRows() const {
     std::vector<ModuleRow> rows;
-    for (int item = 0, count = list_.Count(); item < count; ++item) {
-        LVITEMW lvi{};
-        lvi.mask = LVIF_PARAM;
-        lvi.iItem = item;
-        if (list_.Send(LVM_GETITEMW, 0, reinterpret_cast<LPARAM>(&lvi)) && RowOf(lvi.lParam))
-            rows.push_back(*RowOf(lvi.lParam));
-    }
+    for (int item = 0, count = list_.Count(); item < count; ++item)
+        if (const ModuleRow* row = RowAt(item)) rows.push_back(*row);
     return rows;
 }
 

@@ -27,6 +27,8 @@ protected:
 private:
     void AddRow(ModuleRow row);
     void FreeRows();
+    // The record of list item `item`; null when it has none.
+    const ModuleRow* RowAt(int item) const;
     void SortBy(int column, bool descending);
     void ShowSortDirection(int previousColumn);
 
