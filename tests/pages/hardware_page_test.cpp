@@ -31,10 +31,7 @@ TEST(HardwarePage, EachButtonOpensItsLibrarysWindowAndTheReaderLibraryStaysLoade
     const DWORD carriers = testbed::CallCount(knobs::kCallCarriers);
     const DWORD rng = testbed::CallCount(knobs::kCallRng);
     pagetest::InstalledApplet applet;
-    applet.RunSheet(kHardwarePage, [&] {
-        HWND sheet = pagetest::WaitForSheet();
-        WaitUntil([&] { return ActivePageIndex(sheet) == kHardwarePage; }, "the Hardware page");
-
+    applet.RunSheet(kHardwarePage, [&](HWND sheet) {
         OpenAndClose(sheet, IDC_HARDWARE_READERS, knobs::kTitleReaders);
         HMODULE library = ::GetModuleHandleW(L"kvrdr.dll");
         EXPECT_TRUE(library) << "the reader library stays loaded after its window";
@@ -43,9 +40,6 @@ TEST(HardwarePage, EachButtonOpensItsLibrarysWindowAndTheReaderLibraryStaysLoade
         OpenAndClose(sheet, IDC_HARDWARE_CARRIERS, knobs::kTitleCarriers);
         OpenAndClose(sheet, IDC_HARDWARE_RNG, knobs::kTitleRng);
         EXPECT_TRUE(pagetest::NoMessageBox());
-
-        PressSheetButton(sheet, PSBTN_CANCEL);
-        WaitUntilGone(sheet);
     });
     EXPECT_EQ(readers + 2, testbed::CallCount(knobs::kCallReaders));
     EXPECT_EQ(carriers + 1, testbed::CallCount(knobs::kCallCarriers));
@@ -60,9 +54,7 @@ TEST(HardwarePage, WithoutTheReaderLibraryBothReaderButtonsSaySoAndTheRngStillOp
     const DWORD readers = testbed::CallCount(knobs::kCallReaders);
     const DWORD carriers = testbed::CallCount(knobs::kCallCarriers);
     pagetest::InstalledApplet applet;
-    applet.RunSheet(kHardwarePage, [&] {
-        HWND sheet = pagetest::WaitForSheet();
-        WaitUntil([&] { return ActivePageIndex(sheet) == kHardwarePage; }, "the Hardware page");
+    applet.RunSheet(kHardwarePage, [&](HWND sheet) {
         for (int button : {IDC_HARDWARE_READERS, IDC_HARDWARE_CARRIERS}) {
             Click(Item(ActivePage(sheet), button));
             MessageBoxInfo box = AnswerMessageBox(IDOK);
@@ -70,8 +62,6 @@ TEST(HardwarePage, WithoutTheReaderLibraryBothReaderButtonsSaySoAndTheRngStillOp
             EXPECT_EQ(static_cast<UINT>(MB_ICONERROR), box.icon);
         }
         OpenAndClose(sheet, IDC_HARDWARE_RNG, knobs::kTitleRng);
-        PressSheetButton(sheet, PSBTN_CANCEL);
-        WaitUntilGone(sheet);
     });
     applettest::SetAppPath(L"kvrdr.dll", installed);
     EXPECT_EQ(readers, testbed::CallCount(knobs::kCallReaders));

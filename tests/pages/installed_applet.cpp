@@ -28,17 +28,9 @@ InstalledApplet::~InstalledApplet() {
     if (module_) ::FreeLibrary(module_);
 }
 
-void InstalledApplet::RunSheet(int page, const std::function<void()>& script) {
-    ASSERT_TRUE(cpl_);
-    const std::string start = std::to_string(page);
-    driver::RunModal(
-        [&] {
-            return INT_PTR{
-                cpl_(nullptr, CPL_STARTWPARMSA, 0, reinterpret_cast<LPARAM>(start.c_str()))};
-        },
-        script);
-}
+namespace {
 
+// The configuration sheet, once shown, and not a message box that has the same caption.
 HWND WaitForSheet() {
     HWND sheet = nullptr;
     driver::WaitUntil(
@@ -52,6 +44,30 @@ HWND WaitForSheet() {
         },
         "the configuration sheet");
     return sheet;
+}
+
+}  // namespace
+
+void InstalledApplet::RunSheet(int page, const std::function<void(HWND sheet)>& script,
+                               const std::function<void()>& beforeSheet) {
+    ASSERT_TRUE(cpl_);
+    const std::string start = std::to_string(page);
+    driver::RunModal(
+        [&] {
+            return INT_PTR{
+                cpl_(nullptr, CPL_STARTWPARMSA, 0, reinterpret_cast<LPARAM>(start.c_str()))};
+        },
+        [&] {
+            if (beforeSheet) beforeSheet();
+            HWND sheet = WaitForSheet();
+            driver::WaitUntil([&] { return driver::ActivePageIndex(sheet) == page; },
+                              "page " + start);
+            script(sheet);
+            if (::IsWindow(sheet) && driver::IsVisible(sheet)) {
+                driver::PressSheetButton(sheet, PSBTN_CANCEL);
+                driver::WaitUntilGone(sheet);
+            }
+        });
 }
 
 bool NoMessageBox() {

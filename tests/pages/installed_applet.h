@@ -17,16 +17,17 @@ public:
     InstalledApplet(const InstalledApplet&) = delete;
     InstalledApplet& operator=(const InstalledApplet&) = delete;
 
-    // Runs the sheet opened on `page` until `script` has closed it.
-    void RunSheet(int page, const std::function<void()>& script);
+    // Opens the sheet on `page`, runs `beforeSheet` (what comes up while the page starts),
+    // then `script` with the sheet once the page is shown, and cancels the sheet if the script
+    // left it open.
+    void RunSheet(int page, const std::function<void(HWND sheet)>& script,
+                  const std::function<void()>& beforeSheet = {});
 
 private:
     HMODULE module_ = nullptr;
     APPLET_PROC cpl_ = nullptr;
 };
 
-// The configuration sheet, once shown, and not a message box that has the same caption.
-HWND WaitForSheet();
 // No message box is open once the UI thread has handled what was posted to it.
 bool NoMessageBox();
 

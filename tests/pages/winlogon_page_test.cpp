@@ -105,16 +105,8 @@ protected:
     void Run(const std::function<void(HWND sheet, HWND page)>& script,
              const std::function<void()>& beforeSheet = {}) {
         pagetest::InstalledApplet applet;
-        applet.RunSheet(kWinlogonPage, [&] {
-            if (beforeSheet) beforeSheet();
-            HWND sheet = pagetest::WaitForSheet();
-            WaitUntil([&] { return ActivePageIndex(sheet) == kWinlogonPage; }, "the Winlogon page");
-            script(sheet, ActivePage(sheet));
-            if (::IsWindow(sheet)) {
-                PressSheetButton(sheet, PSBTN_CANCEL);
-                WaitUntilGone(sheet);
-            }
-        });
+        applet.RunSheet(
+            kWinlogonPage, [&](HWND sheet) { script(sheet, ActivePage(sheet)); }, beforeSheet);
     }
 
     static void Apply(HWND sheet) {
@@ -237,21 +229,7 @@ TEST_F(WinlogonPage, AProviderWithoutImplementationTypeIsLeftOutAndShiftsTheLate
 TEST_F(WinlogonPage, OnADomainControllerEveryProviderIsOfferedAndTheKdcFollowsTheSwitch) {
     SetImpType(kVestra, false);
     testbed::ScopedDomainController domainController;
-    wchar_t self[MAX_PATH];
-    ::GetModuleFileNameW(nullptr, self, MAX_PATH);
-    std::wstring command = std::wstring(L"\"") + self +
-                           L"\" --gtest_also_run_disabled_tests "
-                           L"--gtest_filter=WinlogonPage.DISABLED_OnADomainController";
-    STARTUPINFOW startup{};
-    startup.cb = sizeof(startup);
-    PROCESS_INFORMATION process{};
-    DWORD code = 1;
-    ASSERT_TRUE(::CreateProcessW(self, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                                 &startup, &process));
-    ::WaitForSingleObject(process.hProcess, 120000);
-    ::GetExitCodeProcess(process.hProcess, &code);
-    ::CloseHandle(process.hThread);
-    ::CloseHandle(process.hProcess);
+    const DWORD code = RunTestsInNewProcess(L"WinlogonPage.DISABLED_OnADomainController");
     EXPECT_EQ(0u, code) << "the page in a program that sees a domain controller (output above)";
 }
 
