@@ -150,8 +150,8 @@ BOOL CPropPageConfigWLReaders::OnInitDialog() {
     }
 
     ListProviders();
-    // The provider loads what it needs for the logon components once per provider now rather
-    // than on the user's first choice.
+    // Every offered provider is opened once before the first one is chosen; only the chosen
+    // one's context is kept.
     for (int item = 0, count = ui::ComboBox(Item(IDC_WINLOGON_PROVIDER)).Count(); item < count;
          ++item)
         AcquireProvider(item);
@@ -169,8 +169,8 @@ BOOL CPropPageConfigWLReaders::OnInitDialog() {
     FillReaders();
     UpdateData(false);
 
-    if (!domainController_ || !(directory_ = OpenDomainDirectory()) ||
-        !directory_->ListControllers(hwnd())) {
+    if (domainController_) directory_ = OpenDomainDirectory();
+    if (!directory_ || !directory_->ListControllers(hwnd())) {
         kdcState_ = kKdcUnknown;
         for (int id : {IDC_WINLOGON_DC, IDC_WINLOGON_DC_ID, IDC_WINLOGON_EXPORT,
                        IDC_WINLOGON_DC_LABEL, IDC_WINLOGON_DC_ID_LABEL})
@@ -195,11 +195,12 @@ void CPropPageConfigWLReaders::ListProviders() {
 }
 
 void CPropPageConfigWLReaders::AcquireProvider(int item) {
-    if (provider_)
-        provider_->Release();
-    else
-        provider_ = std::make_unique<CCryptProvContext>();
     ui::ComboBox combo(Item(IDC_WINLOGON_PROVIDER));
+    if (item < 0 || item >= combo.Count()) {
+        provider_.reset();
+        return;
+    }
+    if (!provider_) provider_ = std::make_unique<CCryptProvContext>();
     const std::wstring name = combo.ItemText(item);
     const DWORD type = static_cast<DWORD>(combo.ItemData(item));
     if (!provider_->Acquire(kQueryContextFlags, nullptr, name.c_str(), type)) provider_.reset();
