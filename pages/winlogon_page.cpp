@@ -17,7 +17,7 @@ constexpr wchar_t kEnableDefaultReader[] = L"EnableDefaultReader";
 constexpr wchar_t kProviderKey[] = L"Software\\Microsoft\\Cryptography\\Defaults\\Provider\\";
 constexpr wchar_t kKdcKey[] = L"SYSTEM\\CurrentControlSet\\Services\\kdc\\Parameters";
 constexpr wchar_t kKdcValue[] = L"NotChangeDefaultVerifyProvider";
-// A context for queries only, with the product's bit that spares the provider its own windows.
+// A context for queries only, with the product's own flag that its settings pages pass.
 constexpr DWORD kQueryContextFlags = CRYPT_VERIFYCONTEXT | 0x4000;
 
 using TextFn = DWORD (*)(support::Context, DWORD*, wchar_t*);

@@ -37,7 +37,7 @@ ReaderListing ListReaders();
 // Where the store keeps `provider`'s default reader.
 std::wstring DefaultReaderPath(const std::wstring& provider);
 
-// GetVersionExW says so.
+// By the product type that GetVersionExW reports.
 bool IsDomainController();
 
 // What the KDC's "NotChangeDefaultVerifyProvider" value says.
