@@ -1,0 +1,442 @@
+// Copying containers: what the copy reads from a source and writes into a new container,
+// compared with the source key by key, certificate by certificate, record by record; how a
+// failing read or write leaves things; and the wizard as a person runs it.
+#include "driver/driver.h"
+#include "fixtures.h"
+#include "kvcsp.h"
+#include "resource.h"
+#include "ui/handles.h"
+#include "wizard_fixture.h"
+#include "wizards/container_check.h"
+#include "wizards/copy_container.h"
+
+#include <gtest/gtest.h>
+
+#include <cpl.h>
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+using Bytes = std::vector<BYTE>;
+using wiztest::Live;
+
+struct Place {
+    std::wstring provider = kvcsp::kProviderMain;
+    bool machine = false;
+    std::wstring name;
+};
+
+std::string Describe(const Place& place) {
+    return std::string(place.provider.begin(), place.provider.end()) +
+           (place.machine ? " (computer) " : " (user) ") +
+           std::string(place.name.begin(), place.name.end());
+}
+
+ui::UniqueCryptProv Open(const Place& place, DWORD flags = 0) {
+    ui::UniqueCryptProv prov;
+    if (!::CryptAcquireContextW(prov.put(), place.name.c_str(), place.provider.c_str(),
+                                kvcsp::kType2001,
+                                flags | (place.machine ? CRYPT_MACHINE_KEYSET : 0)))
+        prov.release();
+    return prov;
+}
+
+void Remove(const Place& place) {
+    fixtures::DeleteContainer(place.provider, kvcsp::kType2001, place.machine, place.name);
+}
+
+// Reads `from` and writes a new container `to`, as the wizard's two pages do.
+DWORD Copy(const Place& from, const Place& to) {
+    applet::CopyState state;
+    ui::UniqueCryptProv source = Open(from);
+    if (!source || !state.AcquireVerification(from.provider, kvcsp::kType2001))
+        return ::GetLastError();
+    if (DWORD error = state.Read(source.get())) return error;
+    source.reset();
+    ui::UniqueCryptProv destination = Open(to, CRYPT_NEWKEYSET | kvcsp::kAcquireCopyTarget);
+    if (!destination) return ::GetLastError();
+    return state.Write(destination.get());
+}
+
+template <class Get>
+Bytes ReadSized(Get get) {
+    DWORD size = 0;
+    if (!get(nullptr, &size)) return {};
+    Bytes data(size);
+    if (!get(data.data(), &size)) return {};
+    data.resize(size);
+    return data;
+}
+
+Bytes TextParam(HCRYPTPROV prov, DWORD param) {
+    return ReadSized([&](BYTE* data, DWORD* size) {
+        return ::CryptGetProvParam(prov, param, data, size, 0) != FALSE;
+    });
+}
+
+Bytes KeyBytes(HCRYPTPROV prov, DWORD spec, DWORD what) {
+    ui::UniqueCryptKey key;
+    if (!::CryptGetUserKey(prov, spec, key.put())) return {};
+    return ReadSized([&](BYTE* data, DWORD* size) {
+        return what == PUBLICKEYBLOB
+                   ? ::CryptExportKey(key.get(), 0, PUBLICKEYBLOB, 0, data, size) != FALSE
+                   : ::CryptGetKeyParam(key.get(), what, data, size, 0) != FALSE;
+    });
+}
+
+std::vector<Bytes> ExtensionRecords(HCRYPTPROV prov) {
+    std::vector<Bytes> records;
+    Bytes record(4096);
+    for (DWORD flags = CRYPT_FIRST;; flags = 0) {
+        DWORD size = static_cast<DWORD>(record.size());
+        if (!::CryptGetProvParam(prov, kvcsp::kParamExtensions, record.data(), &size, flags)) break;
+        records.emplace_back(record.begin(), record.begin() + size);
+    }
+    return records;
+}
+
+// A signature the copy makes verifies under the source's public key.
+bool SignedByCopyVerifies(HCRYPTPROV copy, HCRYPTPROV source, DWORD spec) {
+    const BYTE data[] = "copied";
+    ui::UniqueCryptHash signing, verifying;
+    Bytes signature(64);
+    DWORD size = static_cast<DWORD>(signature.size());
+    if (!::CryptCreateHash(copy, kvcsp::kAlgHash, 0, 0, signing.put()) ||
+        !::CryptHashData(signing.get(), data, sizeof(data), 0) ||
+        !::CryptSignHashW(signing.get(), spec, nullptr, 0, signature.data(), &size))
+        return false;
+    const Bytes blob = KeyBytes(source, spec, PUBLICKEYBLOB);
+    ui::UniqueCryptKey sourceKey;
+    return ::CryptImportKey(source, blob.data(), static_cast<DWORD>(blob.size()), 0, 0,
+                            sourceKey.put()) &&
+           ::CryptCreateHash(source, kvcsp::kAlgHash, 0, 0, verifying.put()) &&
+           ::CryptHashData(verifying.get(), data, sizeof(data), 0) &&
+           ::CryptVerifySignatureW(verifying.get(), signature.data(), size, sourceKey.get(),
+                                   nullptr, 0);
+}
+
+class Verdict : public applet::CheckReport {
+public:
+    void Clear() override { top.clear(); }
+    void AddRow(const std::wstring& label, const std::wstring&, bool onTop) override {
+        if (onTop) top = label;
+    }
+    std::wstring top;
+};
+
+// Everything a copy promises, source against copy.
+void ExpectCopied(const Place& from, const Place& to) {
+    SCOPED_TRACE(Describe(from) + " -> " + Describe(to));
+    ui::UniqueCryptProv source = Open(from), copy = Open(to);
+    ASSERT_TRUE(source && copy);
+    for (DWORD param : {kvcsp::kParamHashSet, kvcsp::kParamCipherSet})
+        EXPECT_EQ(TextParam(source.get(), param), TextParam(copy.get(), param)) << param;
+    for (DWORD spec : {DWORD{AT_KEYEXCHANGE}, DWORD{AT_SIGNATURE}}) {
+        const Bytes publicKey = KeyBytes(source.get(), spec, PUBLICKEYBLOB);
+        EXPECT_EQ(publicKey, KeyBytes(copy.get(), spec, PUBLICKEYBLOB)) << "key " << spec;
+        EXPECT_EQ(KeyBytes(source.get(), spec, KP_CERTIFICATE),
+                  KeyBytes(copy.get(), spec, KP_CERTIFICATE))
+            << "certificate of key " << spec;
+        if (!publicKey.empty()) {
+            EXPECT_TRUE(SignedByCopyVerifies(copy.get(), source.get(), spec)) << "key " << spec;
+        }
+    }
+    EXPECT_EQ(ExtensionRecords(source.get()), ExtensionRecords(copy.get()));
+    Verdict verdict;
+    applet::RunContainerCheck(copy.get(), to.machine ? 1 : 0, verdict);
+    EXPECT_EQ(L"Check container succeed", verdict.top);
+}
+
+TEST(ContainerCopy, EveryKindOfContainerToUserComputerAndAnotherProvider) {
+    struct Case {
+        fixtures::ContainerSpec spec;
+        Place to;
+        bool longCipherSet;
+    };
+    auto spec = [](const wchar_t* name, bool exchange, bool signature,
+                   fixtures::Certificate certificate, bool chain) {
+        fixtures::ContainerSpec s;
+        s.name = name;
+        s.exchange = exchange;
+        s.signature = signature;
+        s.certificate = certificate;
+        s.chain = chain;
+        s.usagePeriod = certificate == fixtures::Certificate::kNone ? fixtures::Period::kNone
+                                                                    : fixtures::Period::kValid;
+        return s;
+    };
+    const Case cases[] = {
+        {spec(L"kv-copy-both", true, true, fixtures::Certificate::kIssued, true),
+         {kvcsp::kProviderMain, false, L"kv-copy-both to"},
+         true},
+        {spec(L"kv-copy-signature", false, true, fixtures::Certificate::kIssued, false),
+         {kvcsp::kProviderMain, true, L"kv-copy-signature to"},
+         false},
+        {spec(L"kv-copy-exchange", true, false, fixtures::Certificate::kNone, true),
+         {kvcsp::kProviderExtra, false, L"kv-copy-exchange to"},
+         false},
+        {spec(L"kv-copy-empty", false, false, fixtures::Certificate::kNone, true),
+         {kvcsp::kProviderMain, false, L"kv-copy-empty to"},
+         false},
+    };
+    for (const Case& c : cases) {
+        ASSERT_EQ(0u, fixtures::MakeContainer(c.spec));
+        const Place from{c.spec.provider, false, c.spec.name};
+        if (c.longCipherSet) {
+            // Longer than the first buffer the copy offers.
+            ui::UniqueCryptProv source = Open(from);
+            ASSERT_TRUE(::CryptSetProvParam(source.get(), kvcsp::kParamCipherSet,
+                                            reinterpret_cast<const BYTE*>(kvcsp::kLongCipherSet),
+                                            0));
+        }
+        Remove(c.to);
+        EXPECT_EQ(0u, Copy(from, c.to)) << Describe(c.to);
+        ExpectCopied(from, c.to);
+        if (c.longCipherSet) {
+            ui::UniqueCryptProv copy = Open(c.to);
+            const Bytes text = TextParam(copy.get(), kvcsp::kParamCipherSet);
+            EXPECT_STREQ(kvcsp::kLongCipherSet, reinterpret_cast<const char*>(text.data()));
+        }
+        Remove(c.to);
+        Remove(from);
+    }
+    const wiztest::LiveHandles live = Live();
+    EXPECT_EQ(0, live.contexts);
+    EXPECT_EQ(0, live.keys);
+    EXPECT_EQ(0, live.hashes);
+}
+
+TEST(ContainerCopy, ANonExportableKeyStopsTheReadAndLeavesNothingOpen) {
+    fixtures::ContainerSpec spec;
+    spec.name = L"kv-copy-locked";
+    spec.exportable = false;
+    ASSERT_EQ(0u, fixtures::MakeContainer(spec));
+    const Place from{spec.provider, false, spec.name};
+    {
+        applet::CopyState state;
+        ui::UniqueCryptProv source = Open(from);
+        ASSERT_TRUE(state.AcquireVerification(from.provider, kvcsp::kType2001));
+        EXPECT_EQ(static_cast<DWORD>(NTE_BAD_KEY_STATE), state.Read(source.get()));
+        EXPECT_EQ(0u, state.Clear());
+        EXPECT_TRUE(state.exchangeBlob.empty() && state.signatureBlob.empty() &&
+                    state.extensions.empty() && !state.session && !state.verification);
+    }
+    EXPECT_EQ(0, Live().contexts);
+    EXPECT_EQ(0, Live().keys);
+    Remove(from);
+}
+
+TEST(ContainerCopy, AFailedWriteLeavesItsContainerAndTheStateServesAnotherName) {
+    fixtures::ContainerSpec spec;
+    spec.name = L"kv-copy-retry";
+    spec.chain = true;
+    ASSERT_EQ(0u, fixtures::MakeContainer(spec));
+    const Place from{spec.provider, false, spec.name};
+    const Place half{spec.provider, false, L"kv-copy-retry half"};
+    const Place second{spec.provider, false, L"kv-copy-retry second"};
+    Remove(half);
+    Remove(second);
+    {
+        applet::CopyState state;
+        ui::UniqueCryptProv source = Open(from);
+        ASSERT_TRUE(state.AcquireVerification(from.provider, kvcsp::kType2001));
+        ASSERT_EQ(0u, state.Read(source.get()));
+        source.reset();
+        {
+            // The last step: the keys are in, the extensions are not.
+            wiztest::InjectedFailure failure("CPSetProvParam.132", 1,
+                                             static_cast<DWORD>(SCARD_W_REMOVED_CARD));
+            ui::UniqueCryptProv destination =
+                Open(half, CRYPT_NEWKEYSET | kvcsp::kAcquireCopyTarget);
+            EXPECT_EQ(static_cast<DWORD>(SCARD_W_REMOVED_CARD), state.Write(destination.get()));
+            EXPECT_TRUE(failure.Fired());
+        }
+        ui::UniqueCryptProv left = Open(half);
+        ASSERT_TRUE(left) << "the half-made container stays";
+        EXPECT_FALSE(KeyBytes(left.get(), AT_SIGNATURE, PUBLICKEYBLOB).empty());
+        EXPECT_TRUE(ExtensionRecords(left.get()).empty());
+        left.reset();
+
+        ui::UniqueCryptProv destination = Open(second, CRYPT_NEWKEYSET | kvcsp::kAcquireCopyTarget);
+        EXPECT_EQ(0u, state.Write(destination.get()));
+    }
+    ExpectCopied(from, second);
+    EXPECT_EQ(0, Live().contexts);
+    EXPECT_EQ(0, Live().keys);
+    for (const Place& place : {from, half, second}) Remove(place);
+}
+
+TEST(ContainerCopy, TheRecordArrayDoublesUpToItsLimit) {
+    applet::ExtensionRecords records;
+    Vestra::CSaveContainerExtensionsEnum saver(&records, 4);
+    std::vector<size_t> capacities;
+    for (BYTE i = 1; i <= 4; ++i) {
+        const BYTE record[] = {i, i, i};
+        ASSERT_TRUE(saver.OnRawRecord(record, i));
+        capacities.push_back(records.capacity());
+    }
+    EXPECT_EQ((std::vector<size_t>{1, 2, 4, 4}), capacities);
+    EXPECT_EQ((Bytes{3, 3, 3}), records[2]);
+    const BYTE fifth[] = {5};
+    EXPECT_FALSE(saver.OnRawRecord(fifth, 1)) << "doubling to 8 passes the limit";
+    EXPECT_TRUE(saver.Failed());
+    EXPECT_EQ(4u, records.size());
+}
+
+using namespace driver;
+
+const std::wstring kTitle = L"Copy private key container";
+
+bool Listed(HWND page, const std::wstring& provider) {
+    const std::vector<std::wstring> items = ComboItems(Item(page, IDC_SELECT_PROVIDER));
+    return std::find(items.begin(), items.end(), provider) != items.end();
+}
+
+void Name(HWND wizard, const std::wstring& name, int button) {
+    SetText(Item(ActivePage(wizard), IDC_SELECT_NAME), name);
+    HWND leave = SheetButton(wizard, button);
+    WaitUntil([&] { return IsVisible(leave) && IsEnabled(leave); }, "the button enabled");
+    Click(leave);
+}
+
+void ExpectBox(UINT icon, const std::wstring& head) {
+    MessageBoxInfo box = AnswerMessageBox(IDOK);
+    EXPECT_EQ(head, box.text.substr(0, head.size()));
+    EXPECT_EQ(icon, box.icon);
+}
+
+TEST(CopyWizard, FromTheServicePageToTheComputersContainers) {
+    fixtures::ContainerSpec spec;
+    spec.name = L"kv-copy-wizard";
+    spec.chain = true;
+    ASSERT_EQ(0u, fixtures::MakeContainer(spec));
+    const Place from{spec.provider, false, spec.name};
+    const Place to{spec.provider, true, L"kv-copy-wizard to"};
+    Remove(to);
+
+    HMODULE applet = ::LoadLibraryW((std::wstring(wiztest::kProductDir) + L"kvconfig.cpl").c_str());
+    ASSERT_TRUE(applet);
+    auto cpl = reinterpret_cast<APPLET_PROC>(
+        reinterpret_cast<void*>(::GetProcAddress(applet, "CPlApplet")));
+    ASSERT_TRUE(cpl);
+    ASSERT_EQ(1, cpl(nullptr, CPL_INIT, 0, 0));
+    RunModal(
+        [&] { return INT_PTR{cpl(nullptr, CPL_STARTWPARMSA, 0, reinterpret_cast<LPARAM>("2"))}; },
+        [&] {
+            HWND sheet = WaitForWindow({L"#32770", L"Vestra CSP"});
+            WaitUntil([&] { return ActivePageIndex(sheet) == 2; }, "the Service page");
+            Click(Item(ActivePage(sheet), IDC_SERVICE_COPY));
+            HWND wizard = WaitForWindow({L"#32770", kTitle, sheet, true});
+
+            HWND page = ActivePage(wizard);
+            EXPECT_TRUE(IsVisible(Item(page, IDC_SELECT_BROWSE)));
+            EXPECT_TRUE(IsVisible(Item(page, IDC_SELECT_BY_CERTIFICATE)));
+            EXPECT_FALSE(Listed(page, kvcsp::kProviderExtra)) << "its DLL lies elsewhere";
+            Name(wizard, from.name, kNext);
+
+            WaitUntil([&] { return ActivePageIndex(wizard) == 1; }, "the destination page");
+            page = ActivePage(wizard);
+            EXPECT_FALSE(IsVisible(Item(page, IDC_SELECT_BROWSE)));
+            EXPECT_FALSE(IsVisible(Item(page, IDC_SELECT_BY_CERTIFICATE)));
+            EXPECT_TRUE(Listed(page, kvcsp::kProviderExtra)) << "any provider may receive";
+            HWND combo = Item(page, IDC_SELECT_PROVIDER);
+            EXPECT_EQ(kvcsp::kProviderMain, ComboItems(combo).at(ComboSelection(combo)))
+                << "the source's provider preselected";
+
+            // The source's own name exists: creation fails and the page stays.
+            Name(wizard, from.name, kFinish);
+            ExpectBox(MB_ICONERROR, L"Access private key container '" + from.name +
+                                        L"' error:\nError 0x8009000F ");
+            Flush();
+            EXPECT_EQ(1, ActivePageIndex(wizard));
+
+            Click(Item(page, IDC_SELECT_COMPUTER));
+            Name(wizard, to.name, kFinish);
+            WaitUntilGone(wizard);
+            EXPECT_TRUE(IsEnabled(sheet));
+            PressSheetButton(sheet, PSBTN_CANCEL);
+            WaitUntilGone(sheet);
+        });
+    cpl(nullptr, CPL_EXIT, 0, 0);
+    ::FreeLibrary(applet);
+
+    ExpectCopied(from, to);
+    const wiztest::LiveHandles live = Live();
+    EXPECT_EQ(0, live.contexts);
+    EXPECT_EQ(0, live.keys);
+    EXPECT_EQ(0, live.hashes);
+    Remove(to);
+    Remove(from);
+}
+
+TEST(CopyWizard, RefusalsFailuresAndAnotherTryWithoutGoingBack) {
+    fixtures::ContainerSpec locked;
+    locked.name = L"kv-copy-wizard-locked";
+    locked.exportable = false;
+    ASSERT_EQ(0u, fixtures::MakeContainer(locked));
+    fixtures::ContainerSpec first, second;
+    first.name = L"kv-copy-wizard-first";
+    second.name = L"kv-copy-wizard-second";
+    second.chain = true;
+    ASSERT_EQ(0u, fixtures::MakeContainer(first));
+    ASSERT_EQ(0u, fixtures::MakeContainer(second));
+    const Place from{second.provider, false, second.name};
+    const Place half{kvcsp::kProviderExtra, false, L"kv-copy-wizard half"};
+    const Place to{kvcsp::kProviderExtra, false, L"kv-copy-wizard to"};
+    Remove(half);
+    Remove(to);
+
+    auto wizard = std::make_unique<applet::CWizardCopyContainer>(nullptr);
+    RunModal(
+        [&] { return wizard->DoModal(); },
+        [&] {
+            HWND hwnd = WaitForWindow({L"#32770", kTitle});
+            Name(hwnd, locked.name, kNext);
+            ExpectBox(MB_ICONEXCLAMATION, L"Error copy container " + locked.name +
+                                              L":\nYou do not have permission to export the key.");
+            Flush();
+            EXPECT_EQ(0, ActivePageIndex(hwnd));
+
+            Name(hwnd, first.name, kNext);
+            WaitUntil([&] { return ActivePageIndex(hwnd) == 1; }, "the destination page");
+            // Back, another source, Next: what goes to the destination is read anew.
+            PressSheetButton(hwnd, PSBTN_BACK);
+            WaitUntil([&] { return ActivePageIndex(hwnd) == 0; }, "the source page");
+            Name(hwnd, second.name, kNext);
+            WaitUntil([&] { return ActivePageIndex(hwnd) == 1; }, "the destination page again");
+
+            HWND page = ActivePage(hwnd);
+            HWND combo = Item(page, IDC_SELECT_PROVIDER);
+            const std::vector<std::wstring> items = ComboItems(combo);
+            SelectCombo(combo, static_cast<int>(
+                                   std::find(items.begin(), items.end(), kvcsp::kProviderExtra) -
+                                   items.begin()));
+            {
+                wiztest::InjectedFailure failure("CPSetProvParam.132", 1,
+                                                 static_cast<DWORD>(SCARD_W_REMOVED_CARD));
+                Name(hwnd, half.name, kFinish);
+                ExpectBox(MB_ICONEXCLAMATION,
+                          L"Error copy container " + half.name + L":\nError 0x80100069 ");
+                Flush();
+                EXPECT_TRUE(failure.Fired());
+            }
+            EXPECT_EQ(1, ActivePageIndex(hwnd));
+            Name(hwnd, to.name, kFinish);
+            WaitUntilGone(hwnd);
+        });
+    wizard.reset();
+    // Counted before the copy is checked: the check's public key export from another
+    // provider's module leaves its keys to Wine, which never destroys them.
+    EXPECT_EQ(0, Live().contexts);
+    EXPECT_EQ(0, Live().keys);
+    EXPECT_TRUE(Open(half)) << "a failed write leaves what it made";
+    ExpectCopied(from, to);
+    for (const Place& place : {from, half, to}) Remove(place);
+    Remove({locked.provider, false, locked.name});
+    Remove({first.provider, false, first.name});
+}
+
+}  // namespace
