@@ -16,7 +16,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
 
 namespace {
 
@@ -209,66 +208,6 @@ TEST(ContainerCopy, EveryKindOfContainerToUserComputerAndAnotherProvider) {
     EXPECT_EQ(0, live.hashes);
 }
 
-TEST(ContainerCopy, ANonExportableKeyStopsTheReadAndLeavesNothingOpen) {
-    fixtures::ContainerSpec spec;
-    spec.name = L"kv-copy-locked";
-    spec.exportable = false;
-    ASSERT_EQ(0u, fixtures::MakeContainer(spec));
-    const Place from{spec.provider, false, spec.name};
-    {
-        applet::CopyState state;
-        ui::UniqueCryptProv source = Open(from);
-        ASSERT_TRUE(state.AcquireVerification(from.provider, kvcsp::kType2001));
-        EXPECT_EQ(static_cast<DWORD>(NTE_BAD_KEY_STATE), state.Read(source.get()));
-        EXPECT_EQ(0u, state.Clear());
-        EXPECT_TRUE(state.exchangeBlob.empty() && state.signatureBlob.empty() &&
-                    state.extensions.empty() && !state.session && !state.verification);
-    }
-    EXPECT_EQ(0, Live().contexts);
-    EXPECT_EQ(0, Live().keys);
-    Remove(from);
-}
-
-TEST(ContainerCopy, AFailedWriteLeavesItsContainerAndTheStateServesAnotherName) {
-    fixtures::ContainerSpec spec;
-    spec.name = L"kv-copy-retry";
-    spec.chain = true;
-    ASSERT_EQ(0u, fixtures::MakeContainer(spec));
-    const Place from{spec.provider, false, spec.name};
-    const Place half{spec.provider, false, L"kv-copy-retry half"};
-    const Place second{spec.provider, false, L"kv-copy-retry second"};
-    Remove(half);
-    Remove(second);
-    {
-        applet::CopyState state;
-        ui::UniqueCryptProv source = Open(from);
-        ASSERT_TRUE(state.AcquireVerification(from.provider, kvcsp::kType2001));
-        ASSERT_EQ(0u, state.Read(source.get()));
-        source.reset();
-        {
-            // The last step: the keys are in, the extensions are not.
-            wiztest::InjectedFailure failure("CPSetProvParam.132", 1,
-                                             static_cast<DWORD>(SCARD_W_REMOVED_CARD));
-            ui::UniqueCryptProv destination =
-                Open(half, CRYPT_NEWKEYSET | kvcsp::kAcquireCopyTarget);
-            EXPECT_EQ(static_cast<DWORD>(SCARD_W_REMOVED_CARD), state.Write(destination.get()));
-            EXPECT_TRUE(failure.Fired());
-        }
-        ui::UniqueCryptProv left = Open(half);
-        ASSERT_TRUE(left) << "the half-made container stays";
-        EXPECT_FALSE(KeyBytes(left.get(), AT_SIGNATURE, PUBLICKEYBLOB).empty());
-        EXPECT_TRUE(ExtensionRecords(left.get()).empty());
-        left.reset();
-
-        ui::UniqueCryptProv destination = Open(second, CRYPT_NEWKEYSET | kvcsp::kAcquireCopyTarget);
-        EXPECT_EQ(0u, state.Write(destination.get()));
-    }
-    ExpectCopied(from, second);
-    EXPECT_EQ(0, Live().contexts);
-    EXPECT_EQ(0, Live().keys);
-    for (const Place& place : {from, half, second}) Remove(place);
-}
-
 TEST(ContainerCopy, TheRecordArrayDoublesUpToItsLimit) {
     applet::ExtensionRecords records;
     Vestra::CSaveContainerExtensionsEnum saver(&records, 4);
@@ -295,6 +234,13 @@ bool Listed(HWND page, const std::wstring& provider) {
     return std::find(items.begin(), items.end(), provider) != items.end();
 }
 
+void Choose(HWND page, const std::wstring& provider) {
+    HWND combo = Item(page, IDC_SELECT_PROVIDER);
+    const std::vector<std::wstring> items = ComboItems(combo);
+    SelectCombo(combo,
+                static_cast<int>(std::find(items.begin(), items.end(), provider) - items.begin()));
+}
+
 void Name(HWND wizard, const std::wstring& name, int button) {
     SetText(Item(ActivePage(wizard), IDC_SELECT_NAME), name);
     HWND leave = SheetButton(wizard, button);
@@ -308,13 +254,20 @@ void ExpectBox(UINT icon, const std::wstring& head) {
     EXPECT_EQ(icon, box.icon);
 }
 
-TEST(CopyWizard, FromTheServicePageToTheComputersContainers) {
-    fixtures::ContainerSpec spec;
-    spec.name = L"kv-copy-wizard";
-    spec.chain = true;
-    ASSERT_EQ(0u, fixtures::MakeContainer(spec));
-    const Place from{spec.provider, false, spec.name};
-    const Place to{spec.provider, true, L"kv-copy-wizard to"};
+TEST(CopyWizard, FromTheServicePageThroughRefusalsAndFailuresIntoAnotherProvider) {
+    fixtures::ContainerSpec locked, first, second;
+    locked.name = L"kv-copy-wizard-locked";
+    locked.exportable = false;
+    first.name = L"kv-copy-wizard-first";
+    second.name = L"kv-copy-wizard-second";
+    second.provider = kvcsp::kProviderCloud;  // not the default: the preselection shows
+    second.chain = true;
+    for (const fixtures::ContainerSpec* spec : {&locked, &first, &second})
+        ASSERT_EQ(0u, fixtures::MakeContainer(*spec));
+    const Place from{second.provider, false, second.name};
+    const Place half{kvcsp::kProviderExtra, false, L"kv-copy-wizard half"};
+    const Place to{kvcsp::kProviderExtra, false, L"kv-copy-wizard to"};
+    Remove(half);
     Remove(to);
 
     HMODULE applet = ::LoadLibraryW((std::wstring(wiztest::kProductDir) + L"kvconfig.cpl").c_str());
@@ -335,25 +288,47 @@ TEST(CopyWizard, FromTheServicePageToTheComputersContainers) {
             EXPECT_TRUE(IsVisible(Item(page, IDC_SELECT_BROWSE)));
             EXPECT_TRUE(IsVisible(Item(page, IDC_SELECT_BY_CERTIFICATE)));
             EXPECT_FALSE(Listed(page, kvcsp::kProviderExtra)) << "its DLL lies elsewhere";
-            Name(wizard, from.name, kNext);
+            Name(wizard, locked.name, kNext);
+            ExpectBox(MB_ICONEXCLAMATION, L"Error copy container " + locked.name +
+                                              L":\nYou do not have permission to export the key.");
+            Flush();
+            EXPECT_EQ(0, ActivePageIndex(wizard));
 
+            // Next, Back, another source, Next: what reaches the destination is read anew.
+            Name(wizard, first.name, kNext);
             WaitUntil([&] { return ActivePageIndex(wizard) == 1; }, "the destination page");
+            PressSheetButton(wizard, PSBTN_BACK);
+            WaitUntil([&] { return ActivePageIndex(wizard) == 0; }, "the source page");
+            Choose(ActivePage(wizard), second.provider);
+            Name(wizard, second.name, kNext);
+            WaitUntil([&] { return ActivePageIndex(wizard) == 1; }, "the destination again");
+
             page = ActivePage(wizard);
             EXPECT_FALSE(IsVisible(Item(page, IDC_SELECT_BROWSE)));
             EXPECT_FALSE(IsVisible(Item(page, IDC_SELECT_BY_CERTIFICATE)));
             EXPECT_TRUE(Listed(page, kvcsp::kProviderExtra)) << "any provider may receive";
             HWND combo = Item(page, IDC_SELECT_PROVIDER);
-            EXPECT_EQ(kvcsp::kProviderMain, ComboItems(combo).at(ComboSelection(combo)))
+            EXPECT_EQ(kvcsp::kProviderCloud, ComboItems(combo).at(ComboSelection(combo)))
                 << "the source's provider preselected";
 
-            // The source's own name exists: creation fails and the page stays.
-            Name(wizard, from.name, kFinish);
-            ExpectBox(MB_ICONERROR, L"Access private key container '" + from.name +
+            Name(wizard, second.name, kFinish);
+            ExpectBox(MB_ICONERROR, L"Access private key container '" + second.name +
                                         L"' error:\nError 0x8009000F ");
             Flush();
-            EXPECT_EQ(1, ActivePageIndex(wizard));
+            EXPECT_EQ(1, ActivePageIndex(wizard)) << "an existing container is not written";
 
-            Click(Item(page, IDC_SELECT_COMPUTER));
+            Choose(page, kvcsp::kProviderExtra);
+            {
+                // The last step: keys and certificates are in, the extensions are not.
+                wiztest::InjectedFailure failure("CPSetProvParam.132", 1,
+                                                 static_cast<DWORD>(SCARD_W_REMOVED_CARD));
+                Name(wizard, half.name, kFinish);
+                ExpectBox(MB_ICONEXCLAMATION,
+                          L"Error copy container " + half.name + L":\nError 0x80100069 ");
+                Flush();
+                EXPECT_TRUE(failure.Fired());
+            }
+            EXPECT_EQ(1, ActivePageIndex(wizard));
             Name(wizard, to.name, kFinish);
             WaitUntilGone(wizard);
             EXPECT_TRUE(IsEnabled(sheet));
@@ -363,80 +338,17 @@ TEST(CopyWizard, FromTheServicePageToTheComputersContainers) {
     cpl(nullptr, CPL_EXIT, 0, 0);
     ::FreeLibrary(applet);
 
-    ExpectCopied(from, to);
+    // Counted before the copy is checked: the check's public key export from another
+    // provider's module leaves its keys to Wine, which never destroys them.
     const wiztest::LiveHandles live = Live();
     EXPECT_EQ(0, live.contexts);
     EXPECT_EQ(0, live.keys);
     EXPECT_EQ(0, live.hashes);
-    Remove(to);
-    Remove(from);
-}
-
-TEST(CopyWizard, RefusalsFailuresAndAnotherTryWithoutGoingBack) {
-    fixtures::ContainerSpec locked;
-    locked.name = L"kv-copy-wizard-locked";
-    locked.exportable = false;
-    ASSERT_EQ(0u, fixtures::MakeContainer(locked));
-    fixtures::ContainerSpec first, second;
-    first.name = L"kv-copy-wizard-first";
-    second.name = L"kv-copy-wizard-second";
-    second.chain = true;
-    ASSERT_EQ(0u, fixtures::MakeContainer(first));
-    ASSERT_EQ(0u, fixtures::MakeContainer(second));
-    const Place from{second.provider, false, second.name};
-    const Place half{kvcsp::kProviderExtra, false, L"kv-copy-wizard half"};
-    const Place to{kvcsp::kProviderExtra, false, L"kv-copy-wizard to"};
-    Remove(half);
-    Remove(to);
-
-    auto wizard = std::make_unique<applet::CWizardCopyContainer>(nullptr);
-    RunModal(
-        [&] { return wizard->DoModal(); },
-        [&] {
-            HWND hwnd = WaitForWindow({L"#32770", kTitle});
-            Name(hwnd, locked.name, kNext);
-            ExpectBox(MB_ICONEXCLAMATION, L"Error copy container " + locked.name +
-                                              L":\nYou do not have permission to export the key.");
-            Flush();
-            EXPECT_EQ(0, ActivePageIndex(hwnd));
-
-            Name(hwnd, first.name, kNext);
-            WaitUntil([&] { return ActivePageIndex(hwnd) == 1; }, "the destination page");
-            // Back, another source, Next: what goes to the destination is read anew.
-            PressSheetButton(hwnd, PSBTN_BACK);
-            WaitUntil([&] { return ActivePageIndex(hwnd) == 0; }, "the source page");
-            Name(hwnd, second.name, kNext);
-            WaitUntil([&] { return ActivePageIndex(hwnd) == 1; }, "the destination page again");
-
-            HWND page = ActivePage(hwnd);
-            HWND combo = Item(page, IDC_SELECT_PROVIDER);
-            const std::vector<std::wstring> items = ComboItems(combo);
-            SelectCombo(combo, static_cast<int>(
-                                   std::find(items.begin(), items.end(), kvcsp::kProviderExtra) -
-                                   items.begin()));
-            {
-                wiztest::InjectedFailure failure("CPSetProvParam.132", 1,
-                                                 static_cast<DWORD>(SCARD_W_REMOVED_CARD));
-                Name(hwnd, half.name, kFinish);
-                ExpectBox(MB_ICONEXCLAMATION,
-                          L"Error copy container " + half.name + L":\nError 0x80100069 ");
-                Flush();
-                EXPECT_TRUE(failure.Fired());
-            }
-            EXPECT_EQ(1, ActivePageIndex(hwnd));
-            Name(hwnd, to.name, kFinish);
-            WaitUntilGone(hwnd);
-        });
-    wizard.reset();
-    // Counted before the copy is checked: the check's public key export from another
-    // provider's module leaves its keys to Wine, which never destroys them.
-    EXPECT_EQ(0, Live().contexts);
-    EXPECT_EQ(0, Live().keys);
     EXPECT_TRUE(Open(half)) << "a failed write leaves what it made";
     ExpectCopied(from, to);
-    for (const Place& place : {from, half, to}) Remove(place);
-    Remove({locked.provider, false, locked.name});
-    Remove({first.provider, false, first.name});
+    for (const Place& place : {half, to}) Remove(place);
+    for (const fixtures::ContainerSpec* spec : {&locked, &first, &second})
+        Remove({spec->provider, false, spec->name});
 }
 
 }  // namespace
