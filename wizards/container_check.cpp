@@ -4,6 +4,7 @@
 #include "resource.h"
 #include "ui/handles.h"
 #include "ui/resources.h"
+#include "wizards/crypt_reads.h"
 
 #include <algorithm>
 #include <cstring>
@@ -59,33 +60,10 @@ std::wstring AnsiText(const Bytes& data) {
     return FromAnsi(text, ::strnlen(text, data.size()));
 }
 
-// The two-call form of CryptoAPI: the size first, then the data.
-template <class Get>
-bool ReadSized(Get get, Bytes& data) {
-    DWORD size = 0;
-    if (!get(nullptr, &size)) return false;
-    data.resize(size);
-    if (!get(data.data(), &size)) return false;
-    data.resize(size);
-    return true;
-}
-
 template <class Get>
 bool ReadDword(Get get, DWORD& value) {
     DWORD size = sizeof(value);
     return get(reinterpret_cast<BYTE*>(&value), &size);
-}
-
-auto ProvParam(HCRYPTPROV prov, DWORD param) {
-    return [=](BYTE* buffer, DWORD* size) {
-        return ::CryptGetProvParam(prov, param, buffer, size, 0) != FALSE;
-    };
-}
-
-auto KeyParam(HCRYPTKEY key, DWORD param) {
-    return [=](BYTE* buffer, DWORD* size) {
-        return ::CryptGetKeyParam(key, param, buffer, size, 0) != FALSE;
-    };
 }
 
 bool ExportPublicKey(HCRYPTKEY key, Bytes& blob) {

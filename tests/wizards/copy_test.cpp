@@ -12,8 +12,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cpl.h>
-
 #include <algorithm>
 #include <cstring>
 
@@ -26,6 +24,7 @@ struct Place {
     std::wstring provider = kvcsp::kProviderMain;
     bool machine = false;
     std::wstring name;
+    DWORD type = kvcsp::kType2001;
 };
 
 std::string Describe(const Place& place) {
@@ -36,23 +35,21 @@ std::string Describe(const Place& place) {
 
 ui::UniqueCryptProv Open(const Place& place, DWORD flags = 0) {
     ui::UniqueCryptProv prov;
-    if (!::CryptAcquireContextW(prov.put(), place.name.c_str(), place.provider.c_str(),
-                                kvcsp::kType2001,
+    if (!::CryptAcquireContextW(prov.put(), place.name.c_str(), place.provider.c_str(), place.type,
                                 flags | (place.machine ? CRYPT_MACHINE_KEYSET : 0)))
         prov.release();
     return prov;
 }
 
 void Remove(const Place& place) {
-    fixtures::DeleteContainer(place.provider, kvcsp::kType2001, place.machine, place.name);
+    fixtures::DeleteContainer(place.provider, place.type, place.machine, place.name);
 }
 
 // Reads `from` and writes a new container `to`, as the wizard's two pages do.
 DWORD Copy(const Place& from, const Place& to) {
     applet::CopyState state;
     ui::UniqueCryptProv source = Open(from);
-    if (!source || !state.AcquireVerification(from.provider, kvcsp::kType2001))
-        return ::GetLastError();
+    if (!source || !state.AcquireVerification(from.provider, from.type)) return ::GetLastError();
     if (DWORD error = state.Read(source.get())) return error;
     source.reset();
     ui::UniqueCryptProv destination = Open(to, CRYPT_NEWKEYSET | kvcsp::kAcquireCopyTarget);
@@ -259,8 +256,11 @@ TEST(CopyWizard, FromTheServicePageThroughRefusalsAndFailuresIntoAnotherProvider
     locked.name = L"kv-copy-wizard-locked";
     locked.exportable = false;
     first.name = L"kv-copy-wizard-first";
+    // Neither the default nor the first in the list: the preselection shows on both visits.
+    first.provider = kvcsp::kProvider94;
+    first.type = kvcsp::kType94;
     second.name = L"kv-copy-wizard-second";
-    second.provider = kvcsp::kProviderCloud;  // not the default: the preselection shows
+    second.provider = kvcsp::kProviderCloud;
     second.chain = true;
     for (const fixtures::ContainerSpec* spec : {&locked, &first, &second})
         ASSERT_EQ(0u, fixtures::MakeContainer(*spec));
@@ -270,73 +270,60 @@ TEST(CopyWizard, FromTheServicePageThroughRefusalsAndFailuresIntoAnotherProvider
     Remove(half);
     Remove(to);
 
-    HMODULE applet = ::LoadLibraryW((std::wstring(wiztest::kProductDir) + L"kvconfig.cpl").c_str());
-    ASSERT_TRUE(applet);
-    auto cpl = reinterpret_cast<APPLET_PROC>(
-        reinterpret_cast<void*>(::GetProcAddress(applet, "CPlApplet")));
-    ASSERT_TRUE(cpl);
-    ASSERT_EQ(1, cpl(nullptr, CPL_INIT, 0, 0));
-    RunModal(
-        [&] { return INT_PTR{cpl(nullptr, CPL_STARTWPARMSA, 0, reinterpret_cast<LPARAM>("2"))}; },
-        [&] {
-            HWND sheet = WaitForWindow({L"#32770", L"Vestra CSP"});
-            WaitUntil([&] { return ActivePageIndex(sheet) == 2; }, "the Service page");
-            Click(Item(ActivePage(sheet), IDC_SERVICE_COPY));
-            HWND wizard = WaitForWindow({L"#32770", kTitle, sheet, true});
+    wiztest::RunServicePage([&](HWND sheet) {
+        Click(Item(ActivePage(sheet), IDC_SERVICE_COPY));
+        HWND wizard = WaitForWindow({L"#32770", kTitle, sheet, true});
 
-            HWND page = ActivePage(wizard);
-            EXPECT_TRUE(IsVisible(Item(page, IDC_SELECT_BROWSE)));
-            EXPECT_TRUE(IsVisible(Item(page, IDC_SELECT_BY_CERTIFICATE)));
-            EXPECT_FALSE(Listed(page, kvcsp::kProviderExtra)) << "its DLL lies elsewhere";
-            Name(wizard, locked.name, kNext);
-            ExpectBox(MB_ICONEXCLAMATION, L"Error copy container " + locked.name +
-                                              L":\nYou do not have permission to export the key.");
+        HWND page = ActivePage(wizard);
+        EXPECT_TRUE(IsVisible(Item(page, IDC_SELECT_BROWSE)));
+        EXPECT_TRUE(IsVisible(Item(page, IDC_SELECT_BY_CERTIFICATE)));
+        EXPECT_FALSE(Listed(page, kvcsp::kProviderExtra)) << "its DLL lies elsewhere";
+        Name(wizard, locked.name, kNext);
+        ExpectBox(MB_ICONEXCLAMATION, L"Error copy container " + locked.name +
+                                          L":\nYou do not have permission to export the key.");
+        Flush();
+        EXPECT_EQ(0, ActivePageIndex(wizard));
+
+        // Next, Back, another source, Next: what reaches the destination is read anew.
+        Choose(ActivePage(wizard), first.provider);
+        Name(wizard, first.name, kNext);
+        WaitUntil([&] { return ActivePageIndex(wizard) == 1; }, "the destination page");
+        HWND combo = Item(ActivePage(wizard), IDC_SELECT_PROVIDER);
+        EXPECT_EQ(first.provider, ComboItems(combo).at(ComboSelection(combo)));
+        PressSheetButton(wizard, PSBTN_BACK);
+        WaitUntil([&] { return ActivePageIndex(wizard) == 0; }, "the source page");
+        Choose(ActivePage(wizard), second.provider);
+        Name(wizard, second.name, kNext);
+        WaitUntil([&] { return ActivePageIndex(wizard) == 1; }, "the destination again");
+
+        page = ActivePage(wizard);
+        EXPECT_FALSE(IsVisible(Item(page, IDC_SELECT_BROWSE)));
+        EXPECT_FALSE(IsVisible(Item(page, IDC_SELECT_BY_CERTIFICATE)));
+        EXPECT_TRUE(Listed(page, kvcsp::kProviderExtra)) << "any provider may receive";
+        EXPECT_EQ(second.provider, ComboItems(combo).at(ComboSelection(combo)))
+            << "the source's provider preselected";
+
+        Name(wizard, second.name, kFinish);
+        ExpectBox(MB_ICONERROR,
+                  L"Access private key container '" + second.name + L"' error:\nError 0x8009000F ");
+        Flush();
+        EXPECT_EQ(1, ActivePageIndex(wizard)) << "an existing container is not written";
+
+        Choose(page, kvcsp::kProviderExtra);
+        {
+            // The last step: keys and certificates are in, the extensions are not.
+            wiztest::InjectedFailure failure("CPSetProvParam.132", 1,
+                                             static_cast<DWORD>(SCARD_W_REMOVED_CARD));
+            Name(wizard, half.name, kFinish);
+            ExpectBox(MB_ICONEXCLAMATION,
+                      L"Error copy container " + half.name + L":\nError 0x80100069 ");
             Flush();
-            EXPECT_EQ(0, ActivePageIndex(wizard));
-
-            // Next, Back, another source, Next: what reaches the destination is read anew.
-            Name(wizard, first.name, kNext);
-            WaitUntil([&] { return ActivePageIndex(wizard) == 1; }, "the destination page");
-            PressSheetButton(wizard, PSBTN_BACK);
-            WaitUntil([&] { return ActivePageIndex(wizard) == 0; }, "the source page");
-            Choose(ActivePage(wizard), second.provider);
-            Name(wizard, second.name, kNext);
-            WaitUntil([&] { return ActivePageIndex(wizard) == 1; }, "the destination again");
-
-            page = ActivePage(wizard);
-            EXPECT_FALSE(IsVisible(Item(page, IDC_SELECT_BROWSE)));
-            EXPECT_FALSE(IsVisible(Item(page, IDC_SELECT_BY_CERTIFICATE)));
-            EXPECT_TRUE(Listed(page, kvcsp::kProviderExtra)) << "any provider may receive";
-            HWND combo = Item(page, IDC_SELECT_PROVIDER);
-            EXPECT_EQ(kvcsp::kProviderCloud, ComboItems(combo).at(ComboSelection(combo)))
-                << "the source's provider preselected";
-
-            Name(wizard, second.name, kFinish);
-            ExpectBox(MB_ICONERROR, L"Access private key container '" + second.name +
-                                        L"' error:\nError 0x8009000F ");
-            Flush();
-            EXPECT_EQ(1, ActivePageIndex(wizard)) << "an existing container is not written";
-
-            Choose(page, kvcsp::kProviderExtra);
-            {
-                // The last step: keys and certificates are in, the extensions are not.
-                wiztest::InjectedFailure failure("CPSetProvParam.132", 1,
-                                                 static_cast<DWORD>(SCARD_W_REMOVED_CARD));
-                Name(wizard, half.name, kFinish);
-                ExpectBox(MB_ICONEXCLAMATION,
-                          L"Error copy container " + half.name + L":\nError 0x80100069 ");
-                Flush();
-                EXPECT_TRUE(failure.Fired());
-            }
-            EXPECT_EQ(1, ActivePageIndex(wizard));
-            Name(wizard, to.name, kFinish);
-            WaitUntilGone(wizard);
-            EXPECT_TRUE(IsEnabled(sheet));
-            PressSheetButton(sheet, PSBTN_CANCEL);
-            WaitUntilGone(sheet);
-        });
-    cpl(nullptr, CPL_EXIT, 0, 0);
-    ::FreeLibrary(applet);
+            EXPECT_TRUE(failure.Fired());
+        }
+        EXPECT_EQ(1, ActivePageIndex(wizard));
+        Name(wizard, to.name, kFinish);
+        WaitUntilGone(wizard);
+    });
 
     // Counted before the copy is checked: the check's public key export from another
     // provider's module leaves its keys to Wine, which never destroys them.
@@ -348,7 +335,7 @@ TEST(CopyWizard, FromTheServicePageThroughRefusalsAndFailuresIntoAnotherProvider
     ExpectCopied(from, to);
     for (const Place& place : {half, to}) Remove(place);
     for (const fixtures::ContainerSpec* spec : {&locked, &first, &second})
-        Remove({spec->provider, false, spec->name});
+        Remove({spec->provider, false, spec->name, spec->type});
 }
 
 }  // namespace
