@@ -1,5 +1,7 @@
 #include "wizards/container_extensions.h"
 
+#include "wizards/crypt_reads.h"
+
 #include <algorithm>
 #include <cstring>
 #include <vector>
@@ -21,6 +23,12 @@ namespace applet {
 namespace {
 
 constexpr DWORD kExtensionsParam = 133;
+
+// 0 at the end of the list, else the error.
+DWORD ListingError() {
+    const DWORD error = ::GetLastError();
+    return IsSystemError(error, ERROR_NO_MORE_ITEMS) ? 0 : error;
+}
 
 }  // namespace
 
@@ -45,8 +53,7 @@ ExtensionListing EnumContainerExtensions(HCRYPTPROV container, ATL2::CContainerE
     ExtensionListing listing;
     DWORD length = 0;
     if (!::CryptGetProvParam(container, kExtensionsParam, nullptr, &length, CRYPT_FIRST)) {
-        const DWORD error = ::GetLastError();
-        listing.error = error == ERROR_NO_MORE_ITEMS ? 0 : error;
+        listing.error = ListingError();
         return listing;
     }
     listing.sized = true;
@@ -56,8 +63,7 @@ ExtensionListing EnumContainerExtensions(HCRYPTPROV container, ATL2::CContainerE
     for (DWORD flags = CRYPT_FIRST;; flags = 0) {
         if (fetch == ExtensionFetch::kWholeBuffer) length = room;
         if (!::CryptGetProvParam(container, kExtensionsParam, record.data(), &length, flags)) {
-            const DWORD error = ::GetLastError();
-            listing.error = error == ERROR_NO_MORE_ITEMS ? 0 : error;
+            listing.error = ListingError();
             return listing;
         }
         length = std::min(length, room);

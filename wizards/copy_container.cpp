@@ -4,6 +4,7 @@
 #include "resource.h"
 #include "ui/controls.h"
 #include "ui/handles.h"
+#include "wizards/crypt_reads.h"
 
 #include <new>
 
@@ -35,23 +36,6 @@ DWORD LastError() {
     return error ? error : static_cast<DWORD>(E_FAIL);
 }
 
-// The two-call form of CryptoAPI: the size first, then the data.
-template <class Bytes, class Get>
-bool ReadSized(Get get, Bytes& data) {
-    DWORD size = 0;
-    if (!get(nullptr, &size)) return false;
-    data.resize(size);
-    if (!get(data.data(), &size)) return false;
-    data.resize(size);
-    return true;
-}
-
-auto KeyParam(HCRYPTKEY key, DWORD param) {
-    return [=](BYTE* buffer, DWORD* size) {
-        return ::CryptGetKeyParam(key, param, buffer, size, 0) != FALSE;
-    };
-}
-
 auto KeyExport(HCRYPTKEY key, HCRYPTKEY wrap, DWORD type) {
     return [=](BYTE* buffer, DWORD* size) {
         return ::CryptExportKey(key, wrap, type, 0, buffer, size) != FALSE;
@@ -63,7 +47,7 @@ bool ReadTextParam(HCRYPTPROV prov, DWORD param, KeyBytes& value) {
     value.assign(64, 0);
     DWORD size = static_cast<DWORD>(value.size());
     if (!::CryptGetProvParam(prov, param, value.data(), &size, 0)) {
-        if (::GetLastError() != ERROR_MORE_DATA) return false;
+        if (!IsSystemError(::GetLastError(), ERROR_MORE_DATA)) return false;
         value.assign(size, 0);
         if (!::CryptGetProvParam(prov, param, value.data(), &size, 0)) return false;
     }
@@ -250,7 +234,7 @@ DWORD CopyState::Write(HCRYPTPROV destination) const {
     }
 
     for (const std::vector<BYTE>& record : extensions) {
-        // Records were read when they were listed; one that does not read is not written.
+        // A record that does not read would be missing from the copy: the write fails.
         std::optional<ExtensionItem> item = ParseExtensionRecord(record.data(), record.size());
         if (!item) return static_cast<DWORD>(NTE_BAD_DATA);
         const ExtensionRequest request{item->oid.c_str(), static_cast<DWORD>(item->critical),

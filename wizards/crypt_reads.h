@@ -17,6 +17,12 @@ bool ReadSized(Get get, Bytes& data) {
     return true;
 }
 
+// Whether `error` is the system error `code`, as it is or in its HRESULT form: providers answer
+// with either.
+inline bool IsSystemError(DWORD error, DWORD code) {
+    return error == code || error == static_cast<DWORD>(HRESULT_FROM_WIN32(code));
+}
+
 inline auto ProvParam(HCRYPTPROV prov, DWORD param) {
     return [=](BYTE* buffer, DWORD* size) {
         return ::CryptGetProvParam(prov, param, buffer, size, 0) != FALSE;
