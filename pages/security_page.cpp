@@ -140,7 +140,7 @@ int ReadProviderMode(const std::wstring& name) {
 }
 
 LONG WriteProviderMode(const std::wstring& name, int mode) {
-    if (mode != kModeService && mode != kModeMemory) return E_UNEXPECTED;
+    if ((mode != kModeService && mode != kModeMemory) || name.empty()) return E_UNEXPECTED;
     const wchar_t* module = mode == kModeMemory ? kMemoryModule : kServiceModule;
     if (LONG error = WriteModule(kProviderKey + name, module)) return error;
     return WriteModule(kProviderKey32 + name, module);
@@ -310,6 +310,7 @@ void CPropPageConfigCSPSecurity::ReadCacheParameters() {
 }
 
 void CPropPageConfigCSPSecurity::ReadDhParameters() {
+    if (!context_.Handle()) return;
     DWORD dh[2] = {};  // state (1 = off), changeable
     if (GetParam(context_.Handle(), kParamDhControl, dh)) {
         dhShown_ = true;

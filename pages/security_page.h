@@ -23,7 +23,8 @@ constexpr int kModeMemory = 1;   // keys live in each application's memory
 // Mode of provider `name`: exactly "kvcspr.dll" or "kvcspi.dll", anything else is unknown.
 int ReadProviderMode(const std::wstring& name);
 // Writes the mode's module name in the native view, then under Wow6432Node. E_UNEXPECTED for a
-// mode that is neither; otherwise the first registry error (the native view may be written).
+// mode that is neither or no provider; otherwise the first registry error (the native view may
+// then be written already).
 LONG WriteProviderMode(const std::wstring& name, int mode);
 // The machine default of provider type `type` in both registry views; "" removes the choice.
 // True only when both were written.
