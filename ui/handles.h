@@ -106,6 +106,9 @@ struct HModule : Base<HMODULE> {
 struct Handle : Base<HANDLE> {
     static void close(HANDLE h) noexcept { ::CloseHandle(h); }
 };
+struct ScHandle : Base<SC_HANDLE> {
+    static void close(SC_HANDLE h) noexcept { ::CloseServiceHandle(h); }
+};
 struct ActCtx {
     using pointer = HANDLE;
     static pointer invalid() noexcept { return INVALID_HANDLE_VALUE; }
@@ -127,5 +130,6 @@ using UniqueHGlobal = UniqueHandle<traits::HGlobal>;
 using UniqueHModule = UniqueHandle<traits::HModule>;
 using UniqueHandleW = UniqueHandle<traits::Handle>;
 using UniqueActCtx = UniqueHandle<traits::ActCtx>;
+using UniqueScHandle = UniqueHandle<traits::ScHandle>;
 
 }  // namespace ui

@@ -231,31 +231,43 @@ Bytes Malformed(Bytes record, DWORD fault) {
     return record;
 }
 
-// A set parameter that has to last is written back into its knob.
-void WriteState(const wchar_t* name, DWORD value) {
-    ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, knobs::kProvider, name, REG_DWORD, &value, sizeof(value));
+// The knobs of one provider name: its own subkey of kProvider, where a set also records what
+// it was given.
+std::wstring OwnKnobs(const Context& context) {
+    return std::wstring(knobs::kProvider) + L"\\" +
+           std::wstring(context.provider.begin(), context.provider.end());
 }
 
-DWORD SetCache(const BYTE* data) {
+// The provider's own value of a knob, else the value all providers share.
+DWORD ProviderKnob(const Context& context, const wchar_t* name, DWORD fallback) {
+    return ReadKnob(OwnKnobs(context).c_str(), name, ReadKnob(knobs::kProvider, name, fallback));
+}
+
+// A set parameter that has to last is written back into the provider's own knob.
+void WriteState(const Context& context, const wchar_t* name, DWORD value) {
+    ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, OwnKnobs(context).c_str(), name, REG_DWORD, &value,
+                      sizeof(value));
+}
+
+DWORD SetCache(const Context& context, const BYTE* data) {
     if (!data) return static_cast<DWORD>(NTE_BAD_DATA);
     DWORD size;
     std::memcpy(&size, data, sizeof(size));
-    DWORD maximum = ReadKnob(knobs::kProvider, knobs::kCacheMaximum, 64);
+    DWORD maximum = ProviderKnob(context, knobs::kCacheMaximum, 64);
     if (!maximum) return static_cast<DWORD>(NTE_BAD_TYPE);
     if (size > maximum) return static_cast<DWORD>(NTE_BAD_DATA);
-    WriteState(knobs::kCacheSize, size);
+    WriteState(context, knobs::kCacheSize, size);
     return 0;
 }
 
-DWORD SetDhControl(const BYTE* data) {
-    if (!ReadKnob(knobs::kProvider, knobs::kDhControl, kDhOn))
-        return static_cast<DWORD>(NTE_BAD_TYPE);
+DWORD SetDhControl(const Context& context, const BYTE* data) {
+    if (!ProviderKnob(context, knobs::kDhControl, kDhOn)) return static_cast<DWORD>(NTE_BAD_TYPE);
     if (!data) return static_cast<DWORD>(NTE_BAD_DATA);
     DWORD state;
     std::memcpy(&state, data, sizeof(state));
     if (state != kDhOn && state != kDhOff) return static_cast<DWORD>(NTE_BAD_DATA);
-    if (ReadKnob(knobs::kProvider, knobs::kDhControlFixed, 0)) return static_cast<DWORD>(NTE_PERM);
-    WriteState(knobs::kDhControl, state);
+    if (ProviderKnob(context, knobs::kDhControlFixed, 0)) return static_cast<DWORD>(NTE_PERM);
+    WriteState(context, knobs::kDhControl, state);
     return 0;
 }
 
@@ -343,13 +355,13 @@ DWORD Get(Context& context, DWORD param, BYTE* data, DWORD* length, DWORD flags)
         case kParamPickContainer:
             return PickContainer(data, length);
         case kParamCache: {
-            DWORD maximum = ReadKnob(knobs::kProvider, knobs::kCacheMaximum, 64);
-            CacheState state{ReadKnob(knobs::kProvider, knobs::kCacheSize, 0), maximum,
-                             ReadKnob(knobs::kProvider, knobs::kCacheAvailable, maximum ? 1 : 0)};
+            DWORD maximum = ProviderKnob(context, knobs::kCacheMaximum, 64);
+            CacheState state{ProviderKnob(context, knobs::kCacheSize, 0), maximum,
+                             ProviderKnob(context, knobs::kCacheAvailable, maximum ? 1 : 0)};
             return CopyOut(&state, sizeof(state), data, length);
         }
         case kParamProtectionClass: {
-            DWORD value = ReadKnob(knobs::kProvider, knobs::kProtectionClass, 1);
+            DWORD value = ProviderKnob(context, knobs::kProtectionClass, 1);
             if (!value) return static_cast<DWORD>(NTE_BAD_TYPE);
             return GetDword(value, data, length);
         }
@@ -375,10 +387,9 @@ DWORD Get(Context& context, DWORD param, BYTE* data, DWORD* length, DWORD flags)
             return CopyOut(&record, sizeof(record), data, length);
         }
         case kParamDhControl: {
-            DWORD state = ReadKnob(knobs::kProvider, knobs::kDhControl, kDhOn);
+            DWORD state = ProviderKnob(context, knobs::kDhControl, kDhOn);
             if (!state) return static_cast<DWORD>(NTE_BAD_TYPE);
-            DhControlState value{state,
-                                 ReadKnob(knobs::kProvider, knobs::kDhControlFixed, 0) ? 0u : 1u};
+            DhControlState value{state, ProviderKnob(context, knobs::kDhControlFixed, 0) ? 0u : 1u};
             return CopyOut(&value, sizeof(value), data, length);
         }
         case kParamIntegrity:
@@ -414,11 +425,11 @@ DWORD Set(Context& context, DWORD param, const BYTE* data, DWORD flags) {
         case kParamChangePassword:
             return ChangePassword(context, data);
         case kParamCache:
-            return SetCache(data);
+            return SetCache(context, data);
         case kParamAddExtension:
             return AddExtension(context, data);
         case kParamDhControl:
-            return SetDhControl(data);
+            return SetDhControl(context, data);
         default:
             return static_cast<DWORD>(NTE_BAD_TYPE);
     }

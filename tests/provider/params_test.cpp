@@ -144,10 +144,19 @@ TEST_F(Params, CacheKeepsTheSizeSetWithinTheMaximum) {
     ASSERT_EQ(0u, GetRecord(prov.get(), kvcsp::kParamCache, cache));
     EXPECT_EQ(64u, cache.maximum);
     EXPECT_EQ(1u, cache.available);
-    SetKnob(testbed::knobs::kCacheSize, cache.size);  // comes back after the test
     EXPECT_EQ(0u, SetDword(prov.get(), kvcsp::kParamCache, 10));
     ASSERT_EQ(0u, GetRecord(Verify().get(), kvcsp::kParamCache, cache));
     EXPECT_EQ(10u, cache.size);
+    // Each provider name keeps its own: the set is recorded under the one that was told.
+    ASSERT_EQ(0u, GetRecord(Verify(kvcsp::kProviderCloud).get(), kvcsp::kParamCache, cache));
+    EXPECT_EQ(0u, cache.size);
+    DWORD recorded = 0, size = sizeof(recorded);
+    EXPECT_EQ(ERROR_SUCCESS,
+              ::RegGetValueW(
+                  HKEY_LOCAL_MACHINE,
+                  (std::wstring(testbed::knobs::kProvider) + L"\\" + kvcsp::kProviderMain).c_str(),
+                  testbed::knobs::kCacheSize, RRF_RT_REG_DWORD, nullptr, &recorded, &size));
+    EXPECT_EQ(10u, recorded);
     EXPECT_EQ(Hr(NTE_BAD_DATA), SetDword(prov.get(), kvcsp::kParamCache, 65));
     EXPECT_EQ(0u, SetDword(prov.get(), kvcsp::kParamCache, 0)) << "0 switches caching off";
 
@@ -177,8 +186,12 @@ TEST_F(Params, DiffieHellmanControlSwitchesOrIsFixedOrAbsent) {
     EXPECT_EQ(0u, dh.changeable);
     EXPECT_EQ(Hr(NTE_PERM), SetDword(prov.get(), kvcsp::kParamDhControl, kvcsp::kDhOn));
 
+    // The state set above is the main provider's own and outlasts the shared knob.
     SetKnob(testbed::knobs::kDhControl, DWORD{0});
-    EXPECT_EQ(Hr(NTE_BAD_TYPE), GetRecord(prov.get(), kvcsp::kParamDhControl, dh))
+    ASSERT_EQ(0u, GetRecord(prov.get(), kvcsp::kParamDhControl, dh));
+    EXPECT_EQ(kvcsp::kDhOff, dh.state);
+    EXPECT_EQ(Hr(NTE_BAD_TYPE),
+              GetRecord(Verify(kvcsp::kProviderCloud).get(), kvcsp::kParamDhControl, dh))
         << "the Security page hides its check box on exactly this error";
 }
 

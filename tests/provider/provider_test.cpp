@@ -47,6 +47,10 @@ void ProviderTest::TearDown() {
                 fixtures::DeleteContainer(provider, type, machine, name);
 
     for (const std::wstring& key : fail_keys_) ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, key.c_str());
+    // What the test's sets recorded per provider.
+    for (const auto& [provider, type] : providers)
+        ::RegDeleteTreeW(HKEY_LOCAL_MACHINE,
+                         (std::wstring(testbed::knobs::kProvider) + L"\\" + provider).c_str());
     for (auto it = saved_.rbegin(); it != saved_.rend(); ++it) {
         if (it->type == REG_NONE)
             ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, testbed::knobs::kProvider, it->name.c_str());

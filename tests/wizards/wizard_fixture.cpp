@@ -145,7 +145,7 @@ int main(int argc, char** argv) {
     std::wstring directory = path.substr(0, path.find_last_of(L'\\') + 1);
     if (::CompareStringOrdinal(directory.c_str(), -1, wiztest::kProductDir, -1, TRUE) !=
         CSTR_EQUAL) {
-        std::wstring copy = std::wstring(wiztest::kProductDir) + L"kvwizard_test.exe";
+        std::wstring copy = std::wstring(wiztest::kProductDir) + path.substr(directory.size());
         if (!::CopyFileW(path.c_str(), copy.c_str(), FALSE)) {
             std::fprintf(stderr, "cannot copy the test into the product directory: %lu\n",
                          ::GetLastError());

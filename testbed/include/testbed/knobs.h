@@ -79,6 +79,10 @@ inline constexpr wchar_t kDhControlFixed[] = L"DhControlFixed";    // param 143 
 inline constexpr wchar_t kIntegrity[] = L"Integrity";              // param 146 (0)
 inline constexpr wchar_t kDebugBuild[] = L"DebugBuild";            // param 138 (0)
 inline constexpr wchar_t kPasswordResult[] = L"PasswordResult";    // param 108 (0 = changed)
+// One provider's own answers: a subkey of kProvider named after the provider ("Kelvane Cloud
+// CSP") whose values of kProtectionClass, kCacheMaximum, kCacheAvailable, kCacheSize, kDhControl
+// and kDhControlFixed take precedence over the shared ones above. Sets of 115 and 143 write the
+// value they were given there, so a test reads what each provider was told.
 // Extension records of param 133 made malformed, every one of them (REG_DWORD in kProvider;
 // missing or 0 = as stored): a value length past the record's end, the object identifier
 // without its terminating zero, a record of 4 bytes, or an honest record whose reported size
