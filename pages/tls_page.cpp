@@ -55,9 +55,9 @@ bool WindowsSixOrLater() {
     return LOBYTE(LOWORD(::GetVersion())) >= 6;
 }
 
-// The CNG module learns the cipher suite policy only when it registers, so it registers anew.
-// Returns the save's result as the registration decides it, or `result` when there was nothing
-// to decide: the module or an entry is missing, or unregistering failed.
+// What the CNG module registers depends on the cipher suites the client may offer, so it is
+// registered anew. Returns the save's result as the registration decides it, or `result` when
+// there was nothing to decide: the module or an entry is missing, or unregistering failed.
 bool ReregisterCngModule(bool result) {
     ui::UniqueHModule module(LoadProductLibrary(L"kvcng.dll"));
     if (!module) return result;
