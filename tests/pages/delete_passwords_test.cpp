@@ -2,6 +2,7 @@
 // store's password sections, how a scope's two boxes go together, and what OK leaves behind.
 #include "applet/support.h"
 #include "applet_fixture.h"
+#include "client.h"
 #include "driver/driver.h"
 #include "pages/service_page.h"
 #include "resource.h"
@@ -28,7 +29,6 @@ const Scope kUser{L"\\local\\KeyDevices\\passwords", HKEY_CURRENT_USER,
                   L"Software\\Kelvane\\Testbed\\Store\\local\\KeyDevices\\passwords"};
 const Scope kComputer{L"\\global\\KeyDevices\\passwords", HKEY_LOCAL_MACHINE,
                       L"Software\\Kelvane\\Testbed\\Store\\global\\KeyDevices\\passwords"};
-const std::wstring kKept = std::wstring(kUser.section) + L"\\a-kept";
 
 // Removable media records are subsections with nothing in them; saved passwords hold a value.
 void Fill(const Scope& scope, const Names& media, const Names& passwords) {
@@ -55,8 +55,6 @@ class DeletePasswords : public ::testing::Test {
 protected:
     void SetUp() override { TearDown(); }
     void TearDown() override {
-        for (const std::wstring& path : {std::wstring(kComputer.section), kKept})
-            ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, knobs::kAccess, path.c_str());
         for (const Scope& scope : {kUser, kComputer})
             support::support_registry_delete_section(scope.section, 0);
     }
@@ -105,8 +103,7 @@ TEST_F(DeletePasswords, OffersEachScopesBoxesByAccessAndRecords) {
     });
     EXPECT_EQ(Names{L"saved"}, Subsections(kUser));
 
-    ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, knobs::kAccess, kComputer.section, REG_DWORD,
-                      &knobs::kRead, sizeof(DWORD));
+    testbed::ScopedKnob readOnly(knobs::kAccess, kComputer.section, knobs::kRead);
     RunDialog([](HWND dialog) {
         EXPECT_FALSE(IsEnabled(Item(dialog, IDC_DELETE_PASSWORDS_COMPUTER)));
         EXPECT_FALSE(IsEnabled(Item(dialog, IDC_DELETE_MEDIA_COMPUTER)));
@@ -120,8 +117,8 @@ TEST_F(DeletePasswords, OffersEachScopesBoxesByAccessAndRecords) {
 TEST_F(DeletePasswords, OkRemovesTheCheckedScopesRecords) {
     for (const Scope& scope : {kUser, kComputer})
         Fill(scope, {L"a-kept", L"b-flash", L"d-floppy"}, {L"c-saved"});
-    ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, knobs::kAccess, kKept.c_str(), REG_DWORD, &knobs::kRead,
-                      sizeof(DWORD));
+    testbed::ScopedKnob kept(knobs::kAccess, kUser.section + std::wstring(L"\\a-kept"),
+                             knobs::kRead);
     RunDialog([](HWND dialog) {
         Click(dialog, IDC_DELETE_MEDIA_USER);
         Click(dialog, IDC_DELETE_PASSWORDS_COMPUTER);

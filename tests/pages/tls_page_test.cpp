@@ -2,6 +2,7 @@
 // when it re-registers the CNG module and when it asks for a restart.
 #include "applet/support.h"
 #include "applet_fixture.h"
+#include "client.h"
 #include "driver/driver.h"
 #include "pages/tls_page.h"
 #include "resource.h"
@@ -34,19 +35,10 @@ std::optional<DWORD> Stored(const wchar_t* name) {
     return value;
 }
 
-void SetRights(const std::wstring& path, DWORD rights) {
-    ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, knobs::kAccess, path.c_str(), REG_DWORD, &rights,
-                      sizeof(rights));
-}
-
 // Calls of the CNG module's entries so far: unregister, register.
 std::pair<DWORD, DWORD> CngCalls() {
-    DWORD counts[2] = {}, size = sizeof(DWORD);
-    for (int i = 0; i < 2; ++i, size = sizeof(DWORD))
-        ::RegGetValueW(HKEY_LOCAL_MACHINE, knobs::kCalls,
-                       i ? knobs::kCallCngRegister : knobs::kCallCngUnregister, RRF_RT_REG_DWORD,
-                       nullptr, &counts[i], &size);
-    return {counts[0], counts[1]};
+    return {testbed::CallCount(knobs::kCallCngUnregister),
+            testbed::CallCount(knobs::kCallCngRegister)};
 }
 
 int g_restarts = 0;
@@ -74,8 +66,6 @@ protected:
             support::support_registry_delete_param(Path(entry.name).c_str());
         for (const wchar_t* name : {kSessions, kCas})
             support::support_registry_delete_param(Path(name).c_str());
-        for (const std::wstring& path : {std::wstring(store::kParameters), Path(kClientOcsp)})
-            ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, knobs::kAccess, path.c_str());
     }
 
     // Runs `script` on the page, shown alone in a sheet, and closes the sheet after it.
@@ -147,7 +137,7 @@ TEST_F(TlsPage, GreysOutWhatTheStoreOrTheInstallationDoesNotAllow) {
     });
     EXPECT_TRUE(::MoveFileW((ocsp + L".aside").c_str(), ocsp.c_str()));
 
-    SetRights(store::kParameters, knobs::kRead);
+    testbed::ScopedKnob readOnly(knobs::kAccess, store::kParameters, knobs::kRead);
     RunPage([](HWND, HWND page) {
         for (const applet::TlsSwitch& entry : applet::kTlsSwitches)
             EXPECT_FALSE(IsEnabled(Item(page, entry.control))) << Narrow(entry.name);
@@ -185,7 +175,7 @@ TEST_F(TlsPage, TheClientsLegacySwitchReregistersTheCngModule) {
 }
 
 TEST_F(TlsPage, AFailedWriteIsReportedAfterTheOtherValuesAreWritten) {
-    SetRights(Path(kClientOcsp), knobs::kRead);
+    testbed::ScopedKnob readOnly(knobs::kAccess, Path(kClientOcsp), knobs::kRead);
     RunPage([](HWND sheet, HWND page) {
         Click(page, IDC_TLS_CLIENT_OCSP);
         Click(page, IDC_TLS_CLIENT_NO_REVOCATION);
@@ -201,27 +191,9 @@ TEST_F(TlsPage, AFailedWriteIsReportedAfterTheOtherValuesAreWritten) {
     EXPECT_EQ(80u, Stored(kSessions));
 }
 
-// Wine reads the Windows version when a process starts: the check runs in a second one.
 TEST_F(TlsPage, BeforeWindowsSixTheCngModuleIsLeftAlone) {
-    const std::wstring key = L"Software\\Wine\\AppDefaults\\" + applettest::ProgramName();
-    ::RegSetKeyValueW(HKEY_CURRENT_USER, key.c_str(), L"Version", REG_SZ, L"winxp",
-                      sizeof(L"winxp"));
-    std::wstring command = L"\"" + applettest::ProgramPath() +
-                           L"\" --gtest_also_run_disabled_tests "
-                           L"--gtest_filter=TlsPage.DISABLED_OnWindowsXp";
-    STARTUPINFOW startup{};
-    startup.cb = sizeof(startup);
-    PROCESS_INFORMATION process{};
-    DWORD code = 1;
-    if (::CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                         &startup, &process)) {
-        ::WaitForSingleObject(process.hProcess, 120000);
-        ::GetExitCodeProcess(process.hProcess, &code);
-        ::CloseHandle(process.hThread);
-        ::CloseHandle(process.hProcess);
-    }
-    ::RegDeleteKeyW(HKEY_CURRENT_USER, key.c_str());
-    EXPECT_EQ(0u, code) << "the check in the second program (its output is above)";
+    testbed::ScopedWindowsXp xp;
+    EXPECT_EQ(0u, RunTestsInNewProcess(L"TlsPage.DISABLED_OnWindowsXp"));
 }
 
 TEST_F(TlsPage, DISABLED_OnWindowsXp) {
