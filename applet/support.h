@@ -5,6 +5,7 @@
 #pragma once
 
 #include "applet/library_binding.h"
+#include "ui/handles.h"
 
 #include <windows.h>
 
@@ -63,6 +64,16 @@ constexpr DWORD kRightRemove = 8;
 
 // True when the store grants write access to `path`.
 bool MayWrite(const wchar_t* path);
+
+// Owners of the library's searches and value objects.
+struct SearchTraits : ui::traits::Base<Search> {
+    static void close(Search search) noexcept { support_registry_search_close(search); }
+};
+struct ValueTraits : ui::traits::Base<Value> {
+    static void close(Value value) noexcept { support_registry_value_free(value); }
+};
+using UniqueSearch = ui::UniqueHandle<SearchTraits>;
+using UniqueValue = ui::UniqueHandle<ValueTraits>;
 
 }  // namespace support
 

@@ -1,5 +1,6 @@
 #include "pages/service_page.h"
 
+#include "pages/delete_passwords_dialog.h"
 #include "resource.h"
 #include "wizards/change_password.h"
 #include "wizards/check_container.h"
@@ -36,6 +37,12 @@ bool CPropPageConfigCSPServices::OnCommand(UINT id, UINT code) {
         case IDC_SERVICE_CHANGE_PASSWORD:
             RunWizard<CWizardChangePassword>(hwnd());
             return true;
+        case IDC_SERVICE_DELETE_PASSWORDS: {
+            // Unlike the wizards, the dialog is owned by the active window rather than the page.
+            CDialogDeletePasswords dialog;
+            dialog.DoModal(::GetActiveWindow());
+            return true;
+        }
         default:
             return false;
     }

@@ -152,6 +152,15 @@
 #define IDC_TLS_MAX_CAS_SPIN                  1159
 
 // ---------------------------------------------------------------------------------------------
+// Delete saved passwords dialog, opened from the Service page
+// ---------------------------------------------------------------------------------------------
+#define IDD_DELETE_PASSWORDS                  167
+#define IDC_DELETE_PASSWORDS_USER             1130
+#define IDC_DELETE_PASSWORDS_COMPUTER         1131
+#define IDC_DELETE_MEDIA_USER                 1132
+#define IDC_DELETE_MEDIA_COMPUTER             1133
+
+// ---------------------------------------------------------------------------------------------
 // Strings: applet, sheet and messages shared by the pages
 // ---------------------------------------------------------------------------------------------
 #define IDS_ERROR_SAVING                      103

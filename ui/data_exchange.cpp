@@ -12,6 +12,16 @@ namespace ui {
 
 HWND DataExchange::Control(int id) const { return failed_ ? nullptr : window_.Item(id); }
 
+namespace {
+
+// Loading an edit while its user types in it: the same text set again would put the caret back
+// at the start and announce a change that did not happen.
+void Load(const Edit& edit, const std::wstring& text) {
+    if (edit.Text() != text) edit.SetText(text);
+}
+
+}  // namespace
+
 void DataExchange::Check(int id, int& state) {
     Button button(Control(id));
     if (!button.hwnd()) return;
@@ -58,7 +68,7 @@ void DataExchange::Text(int id, std::wstring& value, size_t maxLength) {
     if (!edit.hwnd()) return;
     if (!save_) {
         if (maxLength) edit.LimitText(static_cast<int>(maxLength));
-        edit.SetText(value);
+        Load(edit, value);
         return;
     }
     std::wstring text = edit.Text();
@@ -73,7 +83,7 @@ void DataExchange::Number(int id, int& value, int minimum, int maximum) {
     Edit edit(Control(id));
     if (!edit.hwnd()) return;
     if (!save_) {
-        edit.SetText(std::to_wstring(value));
+        Load(edit, std::to_wstring(value));
         return;
     }
     std::wstring text = edit.Text();

@@ -99,6 +99,19 @@ ScopedDomainController::~ScopedDomainController() {
     }
 }
 
+ScopedWindowsXp::ScopedWindowsXp() {
+    wchar_t path[MAX_PATH];
+    const DWORD length = ::GetModuleFileNameW(nullptr, path, MAX_PATH);
+    const std::wstring program(path, length);
+    key_ = L"Software\\Wine\\AppDefaults\\" + program.substr(program.find_last_of(L'\\') + 1);
+    EXPECT_EQ(ERROR_SUCCESS, ::RegSetKeyValueW(HKEY_CURRENT_USER, key_.c_str(), L"Version", REG_SZ,
+                                               L"winxp", sizeof(L"winxp")));
+}
+
+ScopedWindowsXp::~ScopedWindowsXp() {
+    ::RegDeleteKeyW(HKEY_CURRENT_USER, key_.c_str());
+}
+
 DWORD CallCount(const wchar_t* name) {
     DWORD count = 0;
     DWORD size = sizeof(count);

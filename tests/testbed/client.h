@@ -108,6 +108,19 @@ private:
     bool kdcExisted_ = false;
 };
 
+// Windows XP as the version that programs of this program's name report when they start during
+// the scope's lifetime (Wine reads it per program, once, at its start).
+class ScopedWindowsXp {
+public:
+    ScopedWindowsXp();
+    ~ScopedWindowsXp();
+    ScopedWindowsXp(const ScopedWindowsXp&) = delete;
+    ScopedWindowsXp& operator=(const ScopedWindowsXp&) = delete;
+
+private:
+    std::wstring key_;
+};
+
 // A counter under knobs::kCalls.
 DWORD CallCount(const wchar_t* name);
 
