@@ -68,6 +68,7 @@ inline constexpr wchar_t kDhControlFixed[] = L"DhControlFixed";    // param 143 
 inline constexpr wchar_t kIntegrity[] = L"Integrity";              // param 146 (0)
 inline constexpr wchar_t kDebugBuild[] = L"DebugBuild";            // param 138 (0)
 inline constexpr wchar_t kPasswordResult[] = L"PasswordResult";    // param 108 (0 = changed)
+inline constexpr wchar_t kReportedType[] = L"ReportedType";  // PP_PROVTYPE (0 = the real type)
 // Extension records of param 133 made malformed, every one of them (REG_DWORD in kProvider;
 // missing or 0 = as stored): a value length past the record's end, the object identifier
 // without its terminating zero, a record of 4 bytes, or an honest record whose reported size
