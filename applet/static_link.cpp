@@ -56,6 +56,9 @@ HBRUSH CStaticLink::OnCtlColor(HDC dc) {
             return nullptr;
         description.lfUnderline = TRUE;
         underlined_.reset(::CreateFontIndirectW(&description));
+        // Some static controls select their own font only after asking for colours: the
+        // underlined copy becomes that font too, without a repaint of its own.
+        Default(WM_SETFONT, reinterpret_cast<WPARAM>(underlined_.get()), FALSE);
     }
     ::SelectObject(dc, underlined_.get());
     ::SetTextColor(dc, color_);
