@@ -47,9 +47,8 @@ std::wstring InstallationProductCode() {
     return kProductCode;
 }
 
-std::wstring ProductProperty(const wchar_t* name) {
-    const std::wstring product = InstallationProductCode();
-    for (const wchar_t* code : {product.c_str(), kOtherProductCode}) {
+std::wstring ProductProperty(const std::wstring& productCode, const wchar_t* name) {
+    for (const wchar_t* code : {productCode.c_str(), kOtherProductCode}) {
         wchar_t value[256];
         DWORD length = 255;
         if (::MsiGetProductInfoW(code, name, value, &length) == ERROR_SUCCESS)
@@ -58,8 +57,8 @@ std::wstring ProductProperty(const wchar_t* name) {
     return {};
 }
 
-std::wstring ProductProviderName() {
-    const std::wstring path = store::kProductPrefix + InstallationProductCode();
+std::wstring ProductProviderName(const std::wstring& productCode) {
+    const std::wstring path = store::kProductPrefix + productCode;
     DWORD length = 0;
     if (support::support_registry_get_string(path.c_str(), &length, nullptr) != 0) return {};
     std::wstring name(length + 1, L'\0');

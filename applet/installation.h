@@ -12,13 +12,13 @@ namespace applet {
 // product's usual code.
 std::wstring InstallationProductCode();
 
-// An installer property of this installation ("VersionString", "InstalledProductName",
+// An installer property of the installation ("VersionString", "InstalledProductName",
 // "URLInfoAbout", "URLUpdateInfo"), else of the product's other edition; "" when neither has it.
-std::wstring ProductProperty(const wchar_t* name);
+std::wstring ProductProperty(const std::wstring& productCode, const wchar_t* name);
 
-// The name of the product's own provider as the configuration store records it for this
+// The name of the product's own provider as the configuration store records it for the
 // installation; "" when it can't be read.
-std::wstring ProductProviderName();
+std::wstring ProductProviderName(const std::wstring& productCode);
 
 // "major.minor.build" with the protection class and " Debug" for a debug build, from a
 // verification context of type 75 on `provider`; "" when the provider can't tell.

@@ -75,7 +75,7 @@ void CPropPageConfigCSPOID::AcquireContext() {
     const DWORD type = typeIndex_ >= 0 && typeIndex_ < types.Count()
                            ? static_cast<DWORD>(types.ItemData(typeIndex_))
                            : 0;
-    const std::wstring provider = ProductProviderName();
+    const std::wstring provider = ProductProviderName(InstallationProductCode());
     if (!context_->Acquire(kVerifyContextFlags, nullptr, provider.c_str(), type)) context_.reset();
 }
 

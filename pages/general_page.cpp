@@ -100,9 +100,13 @@ BOOL CPropPageConfigCSPGeneral::OnInitDialog() {
     CPropPageConfigBase::OnInitDialog();
     WarnIfDefaultProviderIntercepted();
 
-    SetTextUnlessEmpty(Item(IDC_GENERAL_CORE_VERSION), CoreVersionText(ProductProviderName()));
-    SetTextUnlessEmpty(Item(IDC_GENERAL_PRODUCT_VERSION), ProductProperty(L"VersionString"));
-    SetTextUnlessEmpty(Item(IDC_GENERAL_PRODUCT_NAME), ProductProperty(L"InstalledProductName"));
+    const std::wstring product = InstallationProductCode();
+    SetTextUnlessEmpty(Item(IDC_GENERAL_CORE_VERSION),
+                       CoreVersionText(ProductProviderName(product)));
+    SetTextUnlessEmpty(Item(IDC_GENERAL_PRODUCT_VERSION),
+                       ProductProperty(product, L"VersionString"));
+    SetTextUnlessEmpty(Item(IDC_GENERAL_PRODUCT_NAME),
+                       ProductProperty(product, L"InstalledProductName"));
     SetTextUnlessEmpty(Item(IDC_GENERAL_NOTICE), VersionResourceString(L"LegalCopyright"));
 
     ui::ComboBox user(Item(IDC_GENERAL_USER_LANGUAGE));
@@ -113,9 +117,9 @@ BOOL CPropPageConfigCSPGeneral::OnInitDialog() {
     languages_ = ReadLanguageSettings();
 
     notice_.Attach(Item(IDC_GENERAL_NOTICE));
-    notice_.SetTarget(ProductProperty(L"URLInfoAbout"));
+    notice_.SetTarget(ProductProperty(product, L"URLInfoAbout"));
     productName_.Attach(Item(IDC_GENERAL_PRODUCT_NAME));
-    productName_.SetTarget(ProductProperty(L"URLUpdateInfo"));
+    productName_.SetTarget(ProductProperty(product, L"URLUpdateInfo"));
     for (CStaticLink* link : {&runAsAdmin_, &console_}) link->SetHandler(this);
     runAsAdmin_.Attach(Item(IDC_GENERAL_RUN_AS_ADMIN));
     console_.Attach(Item(IDC_GENERAL_PKI_CONSOLE));

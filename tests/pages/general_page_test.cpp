@@ -125,7 +125,7 @@ std::wstring ExpectedVersion(const wchar_t* rest) {
 }
 
 TEST_F(General, CoreVersionNamesTheProtectionClassAndADebugBuild) {
-    const std::wstring provider = applet::ProductProviderName();
+    const std::wstring provider = applet::ProductProviderName(applet::InstallationProductCode());
     EXPECT_EQ(L"Kelvane Vestra CSP", provider);
     const wchar_t* const classes[] = {L"KC1", L"KC2", L"KC3", L"KB1", L"KB2", L"KA1", L""};
     for (DWORD protection = 1; protection <= 7; ++protection) {
