@@ -2,7 +2,6 @@
 // each type offers, what Apply hands back to the provider, and the page for someone who may not
 // change it.
 #include "applet/combo_param.h"
-#include "applet/strings.h"
 #include "driver/driver.h"
 #include "pages/algorithms_page.h"
 #include "resource.h"
@@ -23,42 +22,15 @@ using applet::ParamEntry;
 using testbed::ScopedKnob;
 namespace knobs = testbed::knobs;
 
-std::vector<BYTE> Bytes(const char* text) {
-    return std::vector<BYTE>(text, text + std::strlen(text) + 1);
-}
-
-// An entry record as the provider lays it out.
-std::vector<BYTE> Record(DWORD nameId, const std::wstring& name, const std::vector<BYTE>& value) {
-    const DWORD head[2] = {nameId, static_cast<DWORD>(value.size())};
-    const size_t text = (name.size() + 1) * sizeof(wchar_t);
-    std::vector<BYTE> record(sizeof(head) + text + value.size());
-    std::memcpy(record.data(), head, sizeof(head));
-    std::memcpy(record.data() + sizeof(head), name.c_str(), text);
-    std::copy(value.begin(), value.end(), record.begin() + sizeof(head) + text);
-    return record;
-}
-
-TEST(ComboParam, EntriesAreNamedByTextOrStringIdAndMatchedByExactBytes) {
-    ParamEntry named, byId, broken;
-    std::vector<BYTE> record = Record(0, L"Set A", Bytes("1.2.3"));
-    ASSERT_TRUE(applet::ParseParamEntry(record.data(), static_cast<DWORD>(record.size()), named));
-    EXPECT_EQ(L"Set A", named.text);
-    EXPECT_EQ(Bytes("1.2.3"), named.value);
-    record = Record(IDS_PARAM_SET_TEST, L"", Bytes("1.2.4"));
-    ASSERT_TRUE(applet::ParseParamEntry(record.data(), static_cast<DWORD>(record.size()), byId));
-    EXPECT_EQ(applet::LoadStringLang(IDS_PARAM_SET_TEST), byId.text);
-    EXPECT_FALSE(byId.text.empty());
-    record.pop_back();
-    EXPECT_FALSE(applet::ParseParamEntry(record.data(), static_cast<DWORD>(record.size()), broken))
-        << "a value that runs past the record";
-
-    const std::vector<ParamEntry> entries = {
-        {L"a", Bytes("1.2.3")}, {L"b", Bytes("1.2.30")}, {L"c", Bytes("1.2.3")}, {L"d", {}}};
-    EXPECT_EQ(2, applet::MatchingEntry(entries, Bytes("1.2.3"))) << "the last match";
-    EXPECT_EQ(1, applet::MatchingEntry(entries, Bytes("1.2.30")));
-    EXPECT_EQ(0, applet::MatchingEntry(entries, std::vector<BYTE>{'1', '.', '2', '.', '3'}))
-        << "without its NUL it is another value";
-    EXPECT_EQ(0, applet::MatchingEntry(entries, Bytes("9.9")));
+TEST(ComboParam, SelectsTheLastEntryWithExactlyTheCurrentBytes) {
+    const auto entry = [](const char* value) {
+        return ParamEntry{L"", std::vector<BYTE>(value, value + std::strlen(value) + 1)};
+    };
+    const std::vector<ParamEntry> entries = {entry("1.2.3"), entry("1.2.30"), entry("1.2.3")};
+    EXPECT_EQ(2, applet::MatchingEntry(entries, entry("1.2.3").value)) << "the last match";
+    EXPECT_EQ(1, applet::MatchingEntry(entries, entry("1.2.30").value));
+    EXPECT_EQ(0, applet::MatchingEntry(entries, {'1', '.', '2', '.', '3'})) << "no NUL, no match";
+    EXPECT_EQ(0, applet::MatchingEntry(entries, entry("9.9").value));
 }
 
 constexpr int kCombos[] = {IDC_ALGORITHMS_HASH, IDC_ALGORITHMS_ENCRYPTION, IDC_ALGORITHMS_SIGNATURE,

@@ -24,7 +24,6 @@ using testbed::ScopedKnob;
 namespace knobs = testbed::knobs;
 
 constexpr int kRebuild = applet::CPropPageConfigBase::kSavedRebuild;
-constexpr int kSaved = applet::CPropPageConfigBase::kSaved;
 constexpr int kFailed = applet::CPropPageConfigBase::kSaveFailed;
 
 std::optional<DWORD> Stored(const wchar_t* path) {
@@ -33,15 +32,17 @@ std::optional<DWORD> Stored(const wchar_t* path) {
     return value;
 }
 
-// What the shell was asked to start; the answer is the test's.
-struct ShellCall {
-    std::wstring verb, file;
-};
-std::vector<ShellCall> shellCalls;
+// What the shell was asked to start ("verb file", in lower case); the answer is the test's.
+std::vector<std::wstring> shellCalls;
 INT_PTR shellAnswer = 42;
 
+std::wstring Lower(std::wstring text) {
+    ::CharLowerBuffW(text.data(), static_cast<DWORD>(text.size()));
+    return text;
+}
+
 HINSTANCE WINAPI RecordShellCall(HWND, LPCWSTR verb, LPCWSTR file, LPCWSTR, LPCWSTR, INT) {
-    shellCalls.push_back({verb, file});
+    shellCalls.push_back(Lower(std::wstring(verb) + L" " + file));
     return reinterpret_cast<HINSTANCE>(shellAnswer);
 }
 
@@ -97,24 +98,6 @@ TEST_F(General, LanguageSaveInEveryCombinationOfAccess) {
         EXPECT_EQ(c.machine, Stored(store::kConfigLanguage));
         EXPECT_EQ(c.user, Stored(store::kLocalLanguage));
     }
-}
-
-TEST_F(General, StoredLanguagesAndTheUsersDefault) {
-    applettest::SetLanguages(1033, 1049);
-    LanguageSettings settings = applet::ReadLanguageSettings();
-    EXPECT_EQ(LanguageSettings::kUserEnglish, settings.userIndex);
-    EXPECT_EQ(LanguageSettings::kMachineRussian, settings.machineIndex);
-    EXPECT_FALSE(settings.forceModified);
-    EXPECT_FALSE(settings.Modified());
-    EXPECT_EQ(kSaved, applet::SaveLanguageSettings(settings)) << "nothing to write";
-
-    // The system's default is no value at all.
-    settings.userIndex = LanguageSettings::kUserSystemDefault;
-    EXPECT_TRUE(settings.Modified());
-    EXPECT_EQ(kRebuild, applet::SaveLanguageSettings(settings));
-    EXPECT_EQ(std::nullopt, Stored(store::kLocalLanguage));
-    EXPECT_EQ(1049u, Stored(store::kConfigLanguage));
-    EXPECT_FALSE(settings.Modified());
 }
 
 std::wstring ExpectedVersion(const wchar_t* rest) {
@@ -224,19 +207,11 @@ TEST_F(General, PageShowsTheInstallationAndOpensItsLinks) {
         PressSheetButton(sheet, PSBTN_CANCEL);
     });
     EXPECT_EQ(IDCANCEL, result);
-    ASSERT_EQ(5u, shellCalls.size());
-    const std::wstring expected[][2] = {
-        {L"open", L"https://www.kelvane.example/vestra-csp"},
-        {L"open", L"https://www.kelvane.example/vestra-csp"},
-        {L"open", L"https://www.kelvane.example/vestra-csp/updates"},
-        {L"open", kConsole},
-        {L"open", kOldConsole},
-    };
-    for (size_t i = 0; i < 5; ++i) {
-        EXPECT_EQ(expected[i][0], shellCalls[i].verb) << i;
-        EXPECT_EQ(0, ::_wcsicmp(expected[i][1].c_str(), shellCalls[i].file.c_str()))
-            << i << ": " << Narrow(shellCalls[i].file);
-    }
+    const std::wstring about = L"open https://www.kelvane.example/vestra-csp";
+    EXPECT_EQ(
+        (std::vector<std::wstring>{about, about, about + L"/updates", Lower(L"open " + kConsole),
+                                   Lower(L"open " + kOldConsole)}),
+        shellCalls);
 }
 
 // A user who may not change the machine's settings, with an invalid language of his own and a
@@ -280,10 +255,7 @@ TEST_F(General, RestrictedUserRestartsAsAdministratorOrSavesHisOwnLanguage) {
         WaitUntilGone(sheet);
     });
     EXPECT_EQ(IDCANCEL, result) << "the elevated copy takes over";
-    ASSERT_EQ(2u, shellCalls.size());
-    EXPECT_EQ(L"runas", shellCalls[1].verb);
-    EXPECT_EQ(0, ::_wcsicmp(applettest::ProgramPath().c_str(), shellCalls[1].file.c_str()))
-        << Narrow(shellCalls[1].file);
+    EXPECT_EQ(Lower(L"runas " + applettest::ProgramPath()), shellCalls.back());
 }
 
 }  // namespace
