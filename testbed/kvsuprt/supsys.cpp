@@ -17,6 +17,7 @@ struct Reader {
     std::wstring nickname;
     std::wstring connect;
     std::optional<std::wstring> display_name;
+    DWORD nickname_error = ERROR_SUCCESS;
 };
 
 std::optional<std::wstring> ReadText(HKEY key, const wchar_t* name) {
@@ -41,8 +42,11 @@ std::vector<Reader> ReadersPresent() {
             break;
         ui::UniqueHKey key;
         if (::RegOpenKeyExW(list.get(), name, 0, KEY_READ, key.put()) != ERROR_SUCCESS) continue;
+        DWORD error = ERROR_SUCCESS, size = sizeof(error);
+        ::RegGetValueW(key.get(), nullptr, testbed::knobs::kNicknameError, RRF_RT_REG_DWORD,
+                       nullptr, &error, &size);
         readers.push_back(Reader{name, ReadText(key.get(), testbed::knobs::kConnect).value_or(L""),
-                                 ReadText(key.get(), testbed::knobs::kDisplayName)});
+                                 ReadText(key.get(), testbed::knobs::kDisplayName), error});
     }
     return readers;
 }
@@ -127,6 +131,8 @@ DWORD supsys_find_close(SUPSYS_FIND find) {
 }
 
 DWORD supsys_nickname(SUPSYS_CONTEXT reader, DWORD* length, wchar_t* buffer) {
+    if (reader && !reader->registration && reader->reader.nickname_error)
+        return reader->reader.nickname_error;
     return ReaderText(
         reader, [](const Reader& r) { return std::optional(r.nickname); }, length, buffer);
 }

@@ -106,4 +106,9 @@ MessageBoxInfo AnswerMessageBox(int button, DWORD timeoutMs = kTimeoutMs);
 INT_PTR RunModal(const std::function<INT_PTR()>& modal, const std::function<void()>& script,
                  DWORD graceMs = 5000);
 
+// Runs this program again with only the tests that `filter` names (a gtest filter; disabled
+// tests included) and returns its exit code: for code that reads the system's state once per
+// process. Nonzero when the program could not be started or did not end within `timeoutMs`.
+DWORD RunTestsInNewProcess(const std::wstring& filter, DWORD timeoutMs = 120000);
+
 }  // namespace driver

@@ -63,6 +63,42 @@ ScopedKnob::~ScopedKnob() {
         ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, key_.c_str(), name_.c_str());
 }
 
+ScopedDomainController::ScopedDomainController() {
+    wchar_t type[64] = {};
+    DWORD size = sizeof(type);
+    if (::RegGetValueW(HKEY_LOCAL_MACHINE, knobs::kProductOptions, knobs::kProductType,
+                       RRF_RT_REG_SZ, nullptr, type, &size) == ERROR_SUCCESS)
+        productType_ = type;
+    EXPECT_EQ(
+        ERROR_SUCCESS,
+        ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, knobs::kProductOptions, knobs::kProductType, REG_SZ,
+                          knobs::kDomainController, sizeof(knobs::kDomainController)));
+    ui::UniqueHKey kdc;
+    kdcExisted_ = ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, knobs::kKdcParameters, 0, KEY_READ,
+                                  kdc.put()) == ERROR_SUCCESS;
+    if (!kdcExisted_) {
+        EXPECT_EQ(ERROR_SUCCESS,
+                  ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, knobs::kKdcParameters, 0, nullptr, 0,
+                                    KEY_READ, nullptr, kdc.put(), nullptr));
+    }
+}
+
+ScopedDomainController::~ScopedDomainController() {
+    if (productType_.empty())
+        ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, knobs::kProductOptions, knobs::kProductType);
+    else
+        ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, knobs::kProductOptions, knobs::kProductType, REG_SZ,
+                          productType_.c_str(),
+                          static_cast<DWORD>((productType_.size() + 1) * sizeof(wchar_t)));
+    if (!kdcExisted_) {
+        // The service's key came with it: a prefix has no KDC.
+        const std::wstring parameters = knobs::kKdcParameters;
+        const std::wstring service = parameters.substr(0, parameters.rfind(L'\\'));
+        ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, service.c_str());
+        ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, service.c_str());
+    }
+}
+
 DWORD CallCount(const wchar_t* name) {
     DWORD count = 0;
     DWORD size = sizeof(count);

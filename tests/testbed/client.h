@@ -94,6 +94,20 @@ private:
     std::optional<DWORD> previous_;
 };
 
+// The prefix as a domain controller's for the scope's lifetime: its product type, and the KDC's
+// key (created, and removed afterwards unless it was there). Programs started meanwhile see it.
+class ScopedDomainController {
+public:
+    ScopedDomainController();
+    ~ScopedDomainController();
+    ScopedDomainController(const ScopedDomainController&) = delete;
+    ScopedDomainController& operator=(const ScopedDomainController&) = delete;
+
+private:
+    std::wstring productType_;
+    bool kdcExisted_ = false;
+};
+
 // A counter under knobs::kCalls.
 DWORD CallCount(const wchar_t* name);
 

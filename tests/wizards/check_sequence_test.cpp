@@ -619,22 +619,8 @@ TEST_F(CheckSequence, AnAlgorithmWithoutOidInformationShowsItsIdentifier) {
     ASSERT_FALSE(saved.empty());
     ASSERT_EQ(ERROR_SUCCESS, ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, key.c_str()));
 
-    wchar_t self[MAX_PATH];
-    ::GetModuleFileNameW(nullptr, self, MAX_PATH);
-    std::wstring command = std::wstring(L"\"") + self +
-                           L"\" --gtest_also_run_disabled_tests "
-                           L"--gtest_filter=CheckSequence.DISABLED_UnnamedExchangeAlgorithm";
-    STARTUPINFOW startup{};
-    startup.cb = sizeof(startup);
-    PROCESS_INFORMATION process{};
-    DWORD code = 1;
-    if (::CreateProcessW(self, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                         &startup, &process)) {
-        ::WaitForSingleObject(process.hProcess, 120000);
-        ::GetExitCodeProcess(process.hProcess, &code);
-        ::CloseHandle(process.hThread);
-        ::CloseHandle(process.hProcess);
-    }
+    const DWORD code =
+        driver::RunTestsInNewProcess(L"CheckSequence.DISABLED_UnnamedExchangeAlgorithm");
     for (const Value& value : saved)
         ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), value.name.c_str(), value.type,
                           value.data.data(), static_cast<DWORD>(value.data.size()));

@@ -31,6 +31,17 @@ inline constexpr unsigned long kRemove = 8;
 inline constexpr wchar_t kReaders[] = L"Software\\Kelvane\\Testbed\\Readers";
 inline constexpr wchar_t kConnect[] = L"Connect";
 inline constexpr wchar_t kDisplayName[] = L"Name";
+// REG_DWORD in a reader's subkey: the error its supsys_nickname answers (missing or 0 = none).
+inline constexpr wchar_t kNicknameError[] = L"NicknameError";
+
+// Not knobs but the prefix's own state, which tests switch: Wine's GetVersionExW reports a
+// domain controller when kProductType is kDomainController (read once per process, so a test
+// runs the code that asks in a program started afterwards), and a domain controller's KDC keeps
+// its settings in kKdcParameters.
+inline constexpr wchar_t kProductOptions[] = L"System\\CurrentControlSet\\Control\\ProductOptions";
+inline constexpr wchar_t kProductType[] = L"ProductType";
+inline constexpr wchar_t kDomainController[] = L"LanmanNT";
+inline constexpr wchar_t kKdcParameters[] = L"SYSTEM\\CurrentControlSet\\Services\\kdc\\Parameters";
 
 // Results of kvcng.dll's registration entries (REG_DWORD HRESULT, in kRoot; missing = S_OK).
 inline constexpr wchar_t kCngRegisterResult[] = L"CngRegisterResult";
