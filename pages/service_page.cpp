@@ -3,6 +3,7 @@
 #include "resource.h"
 #include "wizards/change_password.h"
 #include "wizards/check_container.h"
+#include "wizards/copy_container.h"
 #include "wizards/delete_container.h"
 
 namespace applet {
@@ -25,6 +26,9 @@ bool CPropPageConfigCSPServices::OnCommand(UINT id, UINT code) {
     switch (id) {
         case IDC_SERVICE_CHECK:
             RunWizard<CWizardCheckContainer>(hwnd());
+            return true;
+        case IDC_SERVICE_COPY:
+            RunWizard<CWizardCopyContainer>(hwnd());
             return true;
         case IDC_SERVICE_DELETE:
             RunWizard<CWizardDeleteContainer>(hwnd());

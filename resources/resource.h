@@ -289,6 +289,15 @@
 #define IDS_CHECK_NO_KEY_LINK                 187   // a value under the label "  "
 
 // ---------------------------------------------------------------------------------------------
+// Copy container wizard: two selection pages (IDD_SELECT_CONTAINER) and its strings
+// ---------------------------------------------------------------------------------------------
+#define IDS_WIZARD_COPY                       1093
+#define IDS_WIZARD_COPY_SUBTITLE              1095
+#define IDS_WIZARD_COPY_DEST_SUBTITLE         1097
+#define IDS_COPY_ERROR                        1100  // %1 container name, %2 error text
+#define IDS_COPY_NOT_EXPORTABLE               1103  // %1 container name, %2 error text
+
+// ---------------------------------------------------------------------------------------------
 // Framework messages (data exchange)
 // ---------------------------------------------------------------------------------------------
 #define IDS_UI_NUMBER_RANGE                   0xF103

@@ -4,6 +4,7 @@
 #include "resource.h"
 #include "ui/handles.h"
 #include "ui/resources.h"
+#include "wizards/crypt_reads.h"
 
 #include <algorithm>
 #include <cstring>
@@ -20,7 +21,6 @@ constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 // The provider's own parameters.
 constexpr DWORD kKeysLoadingParam = 109;
 constexpr DWORD kFqcnParam = 111;
-constexpr DWORD kExtensionsParam = 133;
 constexpr DWORD kIntegrityParam = 146;
 constexpr DWORD kIntegrityCorrupted = 0x00000001;
 constexpr DWORD kIntegrityUnknown = 0x40000000;
@@ -60,33 +60,10 @@ std::wstring AnsiText(const Bytes& data) {
     return FromAnsi(text, ::strnlen(text, data.size()));
 }
 
-// The two-call form of CryptoAPI: the size first, then the data.
-template <class Get>
-bool ReadSized(Get get, Bytes& data) {
-    DWORD size = 0;
-    if (!get(nullptr, &size)) return false;
-    data.resize(size);
-    if (!get(data.data(), &size)) return false;
-    data.resize(size);
-    return true;
-}
-
 template <class Get>
 bool ReadDword(Get get, DWORD& value) {
     DWORD size = sizeof(value);
     return get(reinterpret_cast<BYTE*>(&value), &size);
-}
-
-auto ProvParam(HCRYPTPROV prov, DWORD param) {
-    return [=](BYTE* buffer, DWORD* size) {
-        return ::CryptGetProvParam(prov, param, buffer, size, 0) != FALSE;
-    };
-}
-
-auto KeyParam(HCRYPTKEY key, DWORD param) {
-    return [=](BYTE* buffer, DWORD* size) {
-        return ::CryptGetKeyParam(key, param, buffer, size, 0) != FALSE;
-    };
 }
 
 bool ExportPublicKey(HCRYPTKEY key, Bytes& blob) {
@@ -431,44 +408,47 @@ private:
         Row(IDS_CERT_SERIAL, FormatSerialNumber(info.SerialNumber));
     }
 
-    // The container's extensions, one record at a time into a buffer sized by the first
-    // answer. Each fetch passes the length the previous one returned, so a record longer
-    // than the one before it ends the listing. Whatever size the provider reports, it is
-    // never offered, and nothing is read, beyond the buffer.
+    // The container's extensions. Each fetch passes the length the previous one returned, so
+    // a record longer than the one before it ends the listing.
     void Extensions() {
-        DWORD length = 0;
-        if (!::CryptGetProvParam(prov_, kExtensionsParam, nullptr, &length, CRYPT_FIRST)) {
-            if (::GetLastError() != ERROR_NO_MORE_ITEMS) ErrorRow(IDS_CHECK_EXTENSIONS);
-            return;
-        }
-        Bytes record(length);
-        const DWORD room = length;
-        bool listed = false;
-        for (DWORD flags = CRYPT_FIRST;
-             ::CryptGetProvParam(prov_, kExtensionsParam, record.data(), &length, flags);
-             flags = 0) {
-            length = std::min(length, room);
-            if (!listed) Row(IDS_CHECK_EXTENSIONS, std::wstring());
-            listed = true;
-            if (std::optional<ExtensionItem> item = ParseExtensionRecord(record.data(), length))
-                Extension(*item);
+        class Rows : public ATL2::CContainerExtensionEnum {
+        public:
+            explicit Rows(Check& check) : check_(check) {}
+            bool OnRawRecord(const BYTE*, DWORD) override {
+                if (!listed_) check_.Row(IDS_CHECK_EXTENSIONS, std::wstring());
+                listed_ = true;
+                return true;
+            }
+            bool OnExtension(const BYTE* value, const char* oid, DWORD length,
+                             LONG critical) override {
+                check_.Extension(value, oid, length, critical);
+                return true;
+            }
+
+        private:
+            Check& check_;
+            bool listed_ = false;
+        } rows(*this);
+        const ExtensionListing listing =
+            EnumContainerExtensions(prov_, rows, ExtensionFetch::kLastLength);
+        if (listing.error && !listing.sized) {
+            ::SetLastError(listing.error);
+            ErrorRow(IDS_CHECK_EXTENSIONS);
         }
     }
 
     // An extension whose value is a set of certificates; an empty value has no row.
-    void Extension(const ExtensionItem& item) {
-        if (item.length == 0) return;
+    void Extension(const BYTE* value, const char* oid, DWORD length, LONG critical) {
+        if (length == 0) return;
         DWORD decodedSize = 0;
-        if (!::CryptDecodeObject(kEncoding, item.oid.c_str(), item.value, item.length, 0, nullptr,
-                                 &decodedSize) ||
+        if (!::CryptDecodeObject(kEncoding, oid, value, length, 0, nullptr, &decodedSize) ||
             decodedSize < sizeof(CRYPT_BLOB_ARRAY))
             return;
         Bytes decoded(decodedSize);
-        if (!::CryptDecodeObject(kEncoding, item.oid.c_str(), item.value, item.length, 0,
-                                 decoded.data(), &decodedSize))
+        if (!::CryptDecodeObject(kEncoding, oid, value, length, 0, decoded.data(), &decodedSize))
             return;
-        Row(item.critical > 0 ? IDS_CHECK_CRITICAL : IDS_CHECK_NONCRITICAL,
-            FromAnsi(item.oid.data(), item.oid.size()));
+        Row(critical > 0 ? IDS_CHECK_CRITICAL : IDS_CHECK_NONCRITICAL,
+            FromAnsi(oid, ::strlen(oid)));
         const auto* certificates = reinterpret_cast<const CRYPT_BLOB_ARRAY*>(decoded.data());
         if (certificates->cBlob &&
             !Inside(decoded, certificates->rgBlob, certificates->cBlob * sizeof(CRYPT_DATA_BLOB)))
@@ -493,22 +473,6 @@ private:
 
 bool RunContainerCheck(HCRYPTPROV container, int keySet, CheckReport& report) {
     return Check(container, keySet, report).Run();
-}
-
-std::optional<ExtensionItem> ParseExtensionRecord(const BYTE* record, size_t size) {
-    constexpr size_t kHead = 2 * sizeof(DWORD);
-    if (!record || size < kHead) return std::nullopt;
-    ExtensionItem item;
-    std::memcpy(&item.critical, record, sizeof(DWORD));
-    std::memcpy(&item.length, record + sizeof(DWORD), sizeof(DWORD));
-    if (item.length > size - kHead) return std::nullopt;
-    item.value = record + kHead;
-    const char* oid = reinterpret_cast<const char*>(item.value + item.length);
-    const size_t room = size - kHead - item.length;
-    const size_t oidLength = ::strnlen(oid, room);
-    if (oidLength == room) return std::nullopt;
-    item.oid.assign(oid, oidLength);
-    return item;
 }
 
 std::wstring ReportText(const std::vector<ReportRow>& rows) {

@@ -4,10 +4,11 @@
 // result into a report, with the verdict on top.
 #pragma once
 
+#include "wizards/container_extensions.h"
+
 #include <windows.h>
 #include <wincrypt.h>
 
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -31,19 +32,6 @@ bool RunContainerCheck(HCRYPTPROV container, int keySet, CheckReport& report);
 // The report as plain text: one "%-30s \t%s\r\n" line per row, in order.
 using ReportRow = std::pair<std::wstring, std::wstring>;
 std::wstring ReportText(const std::vector<ReportRow>& rows);
-
-// One container extension record as the provider lists it (provider parameter 133): a 32-bit
-// critical flag, a 32-bit value length n, n bytes of DER value, then the extension's object
-// identifier as zero-terminated ANSI text. `value` points into the record.
-struct ExtensionItem {
-    LONG critical = 0;
-    const BYTE* value = nullptr;
-    DWORD length = 0;
-    std::string oid;
-};
-// Reads no byte outside [record, record + size). Empty when the record is shorter than its
-// header, its value runs past its end, or its identifier has no terminating zero inside it.
-std::optional<ExtensionItem> ParseExtensionRecord(const BYTE* record, size_t size);
 
 // A certificate's serial number from its most significant byte: "01A2 B3C4 D5".
 std::wstring FormatSerialNumber(const CRYPT_INTEGER_BLOB& serial);

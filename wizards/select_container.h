@@ -43,12 +43,13 @@ protected:
     // Pulls the controls into the members; true when a name was given (the key-set choice then
     // reaches the wizard).
     bool TakeSelection();
+    // The provider chosen in the combo: its name and its CryptoAPI type.
+    std::wstring ProviderName() const;
+    DWORD ProviderType() const;
 
 private:
     void Browse();
     void ByCertificate();
-    std::wstring ProviderName() const;
-    DWORD ProviderType() const;
 
     bool byCertificate_, browse_, restrict_;
 };

@@ -67,6 +67,10 @@ enum ProvParam : DWORD {
     kParamIntegrity = 146,        // get: DWORD, 0 = intact
 };
 
+// A cipher set (parameter 93) whose text is longer than 64 bytes.
+inline constexpr char kLongCipherSet[] =
+    "1.2.643.2.2.31.1000000001.1000000002.1000000003.1000000004.1000000005";
+
 // Key parameters (CryptGetKeyParam / CryptSetKeyParam), NUL-terminated OID texts.
 inline constexpr DWORD kKeyParamHashSet = 103;
 inline constexpr DWORD kKeyParamDhSet = 106;

@@ -16,6 +16,8 @@ using Bytes = std::vector<BYTE>;
 using testbed::ReadKnob;
 namespace knobs = testbed::knobs;
 
+constexpr size_t kMaxSetText = 127;
+
 struct SetEntry {
     const char* oid;
     DWORD nameId;
@@ -33,6 +35,8 @@ const SetEntry kCipherSets[] = {
     {"1.2.643.2.2.31.3", 0, L"Cipher parameters C"},
     {"1.2.643.2.2.31.4", 0, L"Cipher parameters D"},
     {"1.2.643.2.2.31.0", kTestParamSetNameId, nullptr},
+    // Longer than the 64 bytes a reader may offer first.
+    {kLongCipherSet, 0, L"Cipher parameters, extended identifier"},
 };
 const SetEntry kSignatureSets[] = {
     {"1.2.643.2.2.35.1", 0, L"Signature parameters A"},
@@ -259,7 +263,7 @@ DWORD SetDhControl(const BYTE* data) {
 
 std::string Default(DWORD type, SetKind kind) {
     SetList list = Sets(type, kind);
-    wchar_t value[64] = {};
+    wchar_t value[kMaxSetText + 1] = {};
     DWORD size = sizeof(value);
     if (::RegGetValueW(HKEY_LOCAL_MACHINE, DefaultsKey(type).c_str(),
                        kDefaultNames[static_cast<int>(kind)], RRF_RT_REG_SZ, nullptr, value,
@@ -396,7 +400,7 @@ DWORD Set(Context& context, DWORD param, const BYTE* data, DWORD flags) {
         case kParamDhSet: {
             auto kind = static_cast<SetKind>(param - kParamHashSet);
             std::string value;
-            if (!ReadText(data, 63, value) || !Known(kind, value))
+            if (!ReadText(data, kMaxSetText, value) || !Known(kind, value))
                 return static_cast<DWORD>(NTE_BAD_DATA);
             if (param <= kParamCipherSet && !context.verify) {
                 // In a container, the hash and cipher sets are the container's own.

@@ -1,6 +1,7 @@
-// Photographs the container check wizard as the Control Panel runs it, in English and in
-// Russian: the installed applet's sheet, the Service page's check button, the selection page
-// with a name typed, and the report of a container with both keys and a chain.
+// Photographs the container check and copy wizards as the Control Panel runs them, in English
+// and in Russian: the installed applet's sheet, the Service page's buttons, the selection page
+// with a name typed, the report of a container with both keys and a chain, and the copy's
+// destination page.
 // Usage: kvcheckshots OUTPUT-DIRECTORY
 #include "driver/capture.h"
 #include "driver/driver.h"
@@ -72,6 +73,18 @@ int wmain(int argc, wchar_t** argv) {
                 WaitUntil([&] { return ActivePageIndex(wizard) == 1; }, "the report");
                 if (!Save(wizard, prefix + L"report-" + tag + L".bmp")) ++failures;
                 Click(SheetButton(wizard, kFinish));
+                WaitUntilGone(wizard);
+
+                Click(Item(ActivePage(sheet), IDC_SERVICE_COPY));
+                wizard = WaitForWindow({L"#32770", L"", sheet, true});
+                SetText(Item(wizard, IDC_SELECT_NAME), kContainer);
+                if (!Save(wizard, directory + L"\\copy-wizard-source-" + tag + L".bmp")) ++failures;
+                Click(SheetButton(wizard, kNext));
+                WaitUntil([&] { return ActivePageIndex(wizard) == 1; }, "the destination");
+                SetText(Item(ActivePage(wizard), IDC_SELECT_NAME), L"demo-copy");
+                if (!Save(wizard, directory + L"\\copy-wizard-destination-" + tag + L".bmp"))
+                    ++failures;
+                PressSheetButton(wizard, PSBTN_CANCEL);
                 WaitUntilGone(wizard);
                 PressSheetButton(sheet, PSBTN_CANCEL);
                 WaitUntilGone(sheet);

@@ -9,8 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cpl.h>
-
 namespace {
 
 using namespace driver;
@@ -49,74 +47,58 @@ TEST(CheckWizard, FromTheServicePageToTheReportTheClipboardAndBack) {
     ASSERT_EQ(0u, fixtures::MakeContainer(spec));
     ClearClipboard();
 
-    HMODULE applet = ::LoadLibraryW((std::wstring(kProductDir) + L"kvconfig.cpl").c_str());
-    ASSERT_TRUE(applet);
-    auto cpl = reinterpret_cast<APPLET_PROC>(
-        reinterpret_cast<void*>(::GetProcAddress(applet, "CPlApplet")));
-    ASSERT_TRUE(cpl);
-    ASSERT_EQ(1, cpl(nullptr, CPL_INIT, 0, 0));
+    RunServicePage([&](HWND sheet) {
+        Click(Item(ActivePage(sheet), IDC_SERVICE_CHECK));
 
-    RunModal(
-        [&] { return INT_PTR{cpl(nullptr, CPL_STARTWPARMSA, 0, reinterpret_cast<LPARAM>("2"))}; },
-        [&] {
-            HWND sheet = WaitForWindow({L"#32770", L"Vestra CSP"});
-            WaitUntil([&] { return ActivePageIndex(sheet) == 2; }, "the Service page");
-            Click(Item(ActivePage(sheet), IDC_SERVICE_CHECK));
+        WindowQuery query{L"#32770", kTitle, sheet, true};
+        HWND wizard = WaitForWindow(query);
+        EXPECT_TRUE(IsVisible(Item(wizard, IDC_SELECT_BY_CERTIFICATE)));
+        EXPECT_TRUE(IsVisible(Item(wizard, IDC_SELECT_BROWSE)));
+        SetText(Item(wizard, IDC_SELECT_NAME), kContainer);
+        Click(SheetButton(wizard, kNext));
 
-            WindowQuery query{L"#32770", kTitle, sheet, true};
-            HWND wizard = WaitForWindow(query);
-            EXPECT_TRUE(IsVisible(Item(wizard, IDC_SELECT_BY_CERTIFICATE)));
-            EXPECT_TRUE(IsVisible(Item(wizard, IDC_SELECT_BROWSE)));
-            SetText(Item(wizard, IDC_SELECT_NAME), kContainer);
+        std::vector<std::vector<std::wstring>> rows = WaitForReport(wizard);
+        ASSERT_GE(rows.size(), 3u);
+        EXPECT_EQ(
+            (std::vector<std::wstring>{L"Check container succeed", L"no errors were detected"}),
+            rows[0]);
+        EXPECT_EQ((std::vector<std::wstring>{L"  name", kContainer}), rows[2]);
+        EXPECT_EQ((std::vector<std::wstring>{L"  noncritical", L"1.2.643.2.2.37.3.2"}),
+                  rows[rows.size() - 7])
+            << "the chain's last extension and its certificate end the report";
+        WaitUntil([&] { return IsEnabled(SheetButton(wizard, kFinish)); }, "Finish");
+        EXPECT_TRUE(IsEnabled(SheetButton(wizard, kBack)));
+        HFONT font = reinterpret_cast<HFONT>(
+            ::SendMessageW(Item(ActivePage(wizard), IDC_CHECK_TITLE), WM_GETFONT, 0, 0));
+        LOGFONTW title{};
+        ASSERT_TRUE(font && ::GetObjectW(font, sizeof(title), &title));
+        EXPECT_EQ(FW_BOLD, title.lfWeight);
+
+        Click(Item(ActivePage(wizard), IDC_CHECK_COPY));
+        const std::wstring expected = Expected(rows);
+        WaitUntil([&] { return ClipboardText() == expected; }, "the report on the clipboard");
+
+        // Back, a corrupted container, Next: the whole check runs again.
+        PressSheetButton(wizard, PSBTN_BACK);
+        WaitUntil([&] { return ActivePageIndex(wizard) == 0; }, "the selection page");
+        EXPECT_EQ(kContainer, Text(Item(ActivePage(wizard), IDC_SELECT_NAME)));
+        {
+            ScopedValue corrupted(HKEY_LOCAL_MACHINE, ProviderKnobKey(), testbed::knobs::kIntegrity,
+                                  DWORD{1});
             Click(SheetButton(wizard, kNext));
+            // The page turns once the check has written its rows.
+            WaitUntil([&] { return ActivePageIndex(wizard) == 1; }, "the report again");
+            rows = ListRows(ReportList(wizard));
+        }
+        ASSERT_FALSE(rows.empty());
+        EXPECT_EQ((std::vector<std::wstring>{L"Check container failed", L""}), rows[0]);
+        EXPECT_EQ((std::vector<std::wstring>{L"  container integrity check", L"corrupted"}),
+                  rows[5]);
 
-            std::vector<std::vector<std::wstring>> rows = WaitForReport(wizard);
-            ASSERT_GE(rows.size(), 3u);
-            EXPECT_EQ(
-                (std::vector<std::wstring>{L"Check container succeed", L"no errors were detected"}),
-                rows[0]);
-            EXPECT_EQ((std::vector<std::wstring>{L"  name", kContainer}), rows[2]);
-            EXPECT_EQ((std::vector<std::wstring>{L"  noncritical", L"1.2.643.2.2.37.3.2"}),
-                      rows[rows.size() - 7])
-                << "the chain's last extension and its certificate end the report";
-            WaitUntil([&] { return IsEnabled(SheetButton(wizard, kFinish)); }, "Finish");
-            EXPECT_TRUE(IsEnabled(SheetButton(wizard, kBack)));
-            HFONT font = reinterpret_cast<HFONT>(
-                ::SendMessageW(Item(ActivePage(wizard), IDC_CHECK_TITLE), WM_GETFONT, 0, 0));
-            LOGFONTW title{};
-            ASSERT_TRUE(font && ::GetObjectW(font, sizeof(title), &title));
-            EXPECT_EQ(FW_BOLD, title.lfWeight);
-
-            Click(Item(ActivePage(wizard), IDC_CHECK_COPY));
-            const std::wstring expected = Expected(rows);
-            WaitUntil([&] { return ClipboardText() == expected; }, "the report on the clipboard");
-
-            // Back, a corrupted container, Next: the whole check runs again.
-            PressSheetButton(wizard, PSBTN_BACK);
-            WaitUntil([&] { return ActivePageIndex(wizard) == 0; }, "the selection page");
-            EXPECT_EQ(kContainer, Text(Item(ActivePage(wizard), IDC_SELECT_NAME)));
-            {
-                ScopedValue corrupted(HKEY_LOCAL_MACHINE, ProviderKnobKey(),
-                                      testbed::knobs::kIntegrity, DWORD{1});
-                Click(SheetButton(wizard, kNext));
-                // The page turns once the check has written its rows.
-                WaitUntil([&] { return ActivePageIndex(wizard) == 1; }, "the report again");
-                rows = ListRows(ReportList(wizard));
-            }
-            ASSERT_FALSE(rows.empty());
-            EXPECT_EQ((std::vector<std::wstring>{L"Check container failed", L""}), rows[0]);
-            EXPECT_EQ((std::vector<std::wstring>{L"  container integrity check", L"corrupted"}),
-                      rows[5]);
-
-            Click(SheetButton(wizard, kFinish));
-            WaitUntilGone(wizard);
-            WaitUntil([] { return Live().contexts == 0; }, "the wizard's container released");
-            EXPECT_TRUE(IsEnabled(sheet));
-            PressSheetButton(sheet, PSBTN_CANCEL);
-            WaitUntilGone(sheet);
-        });
-    cpl(nullptr, CPL_EXIT, 0, 0);
-    ::FreeLibrary(applet);
+        Click(SheetButton(wizard, kFinish));
+        WaitUntilGone(wizard);
+        WaitUntil([] { return Live().contexts == 0; }, "the wizard's container released");
+    });
 
     LiveHandles live = Live();
     EXPECT_EQ(0, live.contexts);

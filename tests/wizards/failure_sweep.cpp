@@ -259,7 +259,8 @@ private:
     void Judge(const Injection* injection, const LiveHandles& before, SweepRun& run) {
         Outcome expected;
         if (injection) {
-            std::optional<Outcome> outcome = flow_.expect(injection->entry);
+            std::optional<Outcome> outcome =
+                flow_.expectCall ? flow_.expectCall(*injection) : flow_.expect(injection->entry);
             if (!outcome) {
                 run.Problem("the flow does not say what a failure of " + injection->entry +
                             " must do");

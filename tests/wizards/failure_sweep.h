@@ -76,6 +76,8 @@ struct WizardFlow {
     std::function<void(SweepRun&)> script;
     // What a failure of `entry` must do; none when the flow has no word for that entry point.
     std::function<std::optional<Outcome>(const std::string& entry)> expect;
+    // Optional, in place of `expect`: for flows where the same entry point's calls differ.
+    std::function<std::optional<Outcome>(const Injection& injection)> expectCall;
     // Optional: before each run, before the failure is armed (its calls are not counted).
     std::function<void()> prepare;
     // Optional: the flow's own checks once the wizard is gone; `injection` is null when no

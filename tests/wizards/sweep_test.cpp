@@ -8,6 +8,7 @@
 #include "wizard_fixture.h"
 #include "wizards/change_password.h"
 #include "wizards/check_container.h"
+#include "wizards/copy_container.h"
 #include "wizards/delete_container.h"
 
 #include <gtest/gtest.h>
@@ -236,6 +237,50 @@ TEST(FailureSweep, ChangePasswordWizardNameFinish) {
     SweepResult result = SweepProviderFailures(flow, kRemoved);
     EXPECT_GE(result.failures, 3);
     DeleteContainer(container, false);
+}
+
+TEST(FailureSweep, CopyWizardSourceNextDestinationFinish) {
+    fixtures::ContainerSpec spec;
+    spec.name = L"kv-sweep-copy";
+    spec.chain = true;
+    ASSERT_EQ(0u, fixtures::MakeContainer(spec));
+    const std::wstring copy = L"kv-sweep-copy to";
+    WizardFlow flow;
+    flow.name = "copy wizard";
+    flow.caption = L"Copy private key container";
+    flow.run = [] {
+        applet::CWizardCopyContainer wizard(nullptr);
+        return wizard.DoModal();
+    };
+    flow.prepare = [&] { DeleteContainer(copy, false); };
+    flow.script = [&](SweepRun& run) {
+        HWND wizard = run.Wizard();
+        if (!Name(run, spec.name, kNext)) return;
+        if (!run.Await("the destination page", [&] { return ActivePageIndex(wizard) == 1; }))
+            return;
+        if (!Name(run, copy, kFinish)) return;
+        AwaitClosed(run);
+    };
+    flow.expectCall = [](const Injection& injection) -> std::optional<Outcome> {
+        // Opening either container, or the session key's context.
+        if (injection.entry == "CPAcquireContext") return Outcome{MB_ICONERROR, true};
+        // Releases: nothing is left to tell.
+        if (injection.entry == "CPDestroyKey" || injection.entry == "CPReleaseContext")
+            return Outcome{};
+        // A key whose certificate can't be sized has none; one that sized and then failed
+        // to read fails the copy (both keys of the container carry one).
+        if (injection.entry == "CPGetKeyParam.26" && injection.call % 2 == 1) return Outcome{};
+        if (injection.entry.compare(0, 2, "CP") == 0) return Outcome{MB_ICONEXCLAMATION, true};
+        return std::nullopt;
+    };
+    flow.verify = [&](SweepRun& run, const Injection*) {
+        if (!run.StayedOpen() && !ContainerExists(copy, false))
+            run.Problem("the wizard closed without the copy");
+    };
+    SweepResult result = SweepProviderFailures(flow, kRemoved);
+    EXPECT_GT(result.failures, 30) << "the copy makes many provider calls";
+    DeleteContainer(copy, false);
+    fixtures::DeleteContainer(kvcsp::kProviderMain, kvcsp::kType2001, false, spec.name);
 }
 
 }  // namespace

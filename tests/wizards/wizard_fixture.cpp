@@ -1,9 +1,12 @@
 #include "wizard_fixture.h"
 
+#include "driver/driver.h"
 #include "testbed/knobs.h"
 #include "ui/handles.h"
 
 #include <gtest/gtest.h>
+
+#include <cpl.h>
 
 #include <cstdio>
 
@@ -107,6 +110,28 @@ bool InjectedFailure::Fired() const {
     ui::UniqueHKey key;
     return ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, key_.c_str(), 0, KEY_QUERY_VALUE, key.put()) ==
            ERROR_FILE_NOT_FOUND;
+}
+
+void RunServicePage(const std::function<void(HWND sheet)>& script) {
+    HMODULE applet = ::LoadLibraryW((std::wstring(kProductDir) + L"kvconfig.cpl").c_str());
+    ASSERT_TRUE(applet);
+    auto cpl = reinterpret_cast<APPLET_PROC>(
+        reinterpret_cast<void*>(::GetProcAddress(applet, "CPlApplet")));
+    ASSERT_TRUE(cpl);
+    ASSERT_EQ(1, cpl(nullptr, CPL_INIT, 0, 0));
+    driver::RunModal(
+        [&] { return INT_PTR{cpl(nullptr, CPL_STARTWPARMSA, 0, reinterpret_cast<LPARAM>("2"))}; },
+        [&] {
+            HWND sheet = driver::WaitForWindow({L"#32770", L"Vestra CSP"});
+            driver::WaitUntil([&] { return driver::ActivePageIndex(sheet) == 2; },
+                              "the Service page");
+            script(sheet);
+            EXPECT_TRUE(driver::IsEnabled(sheet)) << "the wizard gave the sheet back";
+            driver::PressSheetButton(sheet, PSBTN_CANCEL);
+            driver::WaitUntilGone(sheet);
+        });
+    cpl(nullptr, CPL_EXIT, 0, 0);
+    ::FreeLibrary(applet);
 }
 
 }  // namespace wiztest

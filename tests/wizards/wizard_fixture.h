@@ -4,6 +4,7 @@
 #include <windows.h>
 #include <wincrypt.h>
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -20,8 +21,8 @@ constexpr DWORD kType = 75;
 // A registry value under HKLM (or HKCU) for the length of a scope; restores what was there.
 class ScopedValue {
 public:
-    ScopedValue(HKEY hive, std::wstring key, std::wstring name, DWORD type,
-                const void* data, DWORD size);
+    ScopedValue(HKEY hive, std::wstring key, std::wstring name, DWORD type, const void* data,
+                DWORD size);
     ScopedValue(HKEY hive, std::wstring key, std::wstring name, DWORD value);
     ScopedValue(HKEY hive, std::wstring key, std::wstring name, const std::wstring& value);
     ~ScopedValue();
@@ -64,5 +65,9 @@ public:
 private:
     std::wstring key_;
 };
+
+// Opens the installed applet's sheet on the Service page, as the Control Panel does, and runs
+// `script` on it from the driver's thread; the sheet is cancelled when the script returns.
+void RunServicePage(const std::function<void(HWND sheet)>& script);
 
 }  // namespace wiztest

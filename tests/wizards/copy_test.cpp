@@ -1,0 +1,324 @@
+// Copying containers: what the copy reads from a source and writes into a new container,
+// compared with the source key by key, certificate by certificate, record by record; how a
+// failing read or write leaves things; and the wizard as a person runs it.
+#include "driver/driver.h"
+#include "fixtures.h"
+#include "kvcsp.h"
+#include "resource.h"
+#include "ui/handles.h"
+#include "wizard_fixture.h"
+#include "wizards/container_check.h"
+#include "wizards/copy_container.h"
+#include "wizards/crypt_reads.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+using Bytes = std::vector<BYTE>;
+using wiztest::Live;
+
+struct Place {
+    std::wstring provider = kvcsp::kProviderMain;
+    bool machine = false;
+    std::wstring name;
+    DWORD type = kvcsp::kType2001;
+};
+
+std::string Describe(const Place& place) {
+    return std::string(place.provider.begin(), place.provider.end()) +
+           (place.machine ? " (computer) " : " (user) ") +
+           std::string(place.name.begin(), place.name.end());
+}
+
+ui::UniqueCryptProv Open(const Place& place, DWORD flags = 0) {
+    ui::UniqueCryptProv prov;
+    if (!::CryptAcquireContextW(prov.put(), place.name.c_str(), place.provider.c_str(), place.type,
+                                flags | (place.machine ? CRYPT_MACHINE_KEYSET : 0)))
+        prov.release();
+    return prov;
+}
+
+void Remove(const Place& place) {
+    fixtures::DeleteContainer(place.provider, place.type, place.machine, place.name);
+}
+
+// Reads `from` and writes a new container `to`, as the wizard's two pages do.
+DWORD Copy(const Place& from, const Place& to) {
+    applet::CopyState state;
+    ui::UniqueCryptProv source = Open(from);
+    if (!source || !state.AcquireVerification(from.provider, from.type)) return ::GetLastError();
+    if (DWORD error = state.Read(source.get())) return error;
+    source.reset();
+    ui::UniqueCryptProv destination = Open(to, CRYPT_NEWKEYSET | kvcsp::kAcquireCopyTarget);
+    if (!destination) return ::GetLastError();
+    return state.Write(destination.get());
+}
+
+Bytes TextParam(HCRYPTPROV prov, DWORD param) {
+    Bytes text;
+    applet::ReadSized(applet::ProvParam(prov, param), text);
+    return text;
+}
+
+// The public key blob (`what` PUBLICKEYBLOB) or a key parameter of the key `spec`; empty when
+// the container has no such key.
+Bytes KeyBytes(HCRYPTPROV prov, DWORD spec, DWORD what) {
+    ui::UniqueCryptKey key;
+    Bytes bytes;
+    if (!::CryptGetUserKey(prov, spec, key.put())) return bytes;
+    if (what != PUBLICKEYBLOB)
+        applet::ReadSized(applet::KeyParam(key.get(), what), bytes);
+    else
+        applet::ReadSized(
+            [&](BYTE* data, DWORD* size) {
+                return ::CryptExportKey(key.get(), 0, PUBLICKEYBLOB, 0, data, size) != FALSE;
+            },
+            bytes);
+    return bytes;
+}
+
+std::vector<Bytes> ExtensionRecords(HCRYPTPROV prov) {
+    std::vector<Bytes> records;
+    Bytes record(4096);
+    for (DWORD flags = CRYPT_FIRST;; flags = 0) {
+        DWORD size = static_cast<DWORD>(record.size());
+        if (!::CryptGetProvParam(prov, kvcsp::kParamExtensions, record.data(), &size, flags)) break;
+        records.emplace_back(record.begin(), record.begin() + size);
+    }
+    return records;
+}
+
+// A signature the copy makes verifies under the source's public key.
+bool SignedByCopyVerifies(HCRYPTPROV copy, HCRYPTPROV source, DWORD spec) {
+    const BYTE data[] = "copied";
+    ui::UniqueCryptHash signing, verifying;
+    Bytes signature(64);
+    DWORD size = static_cast<DWORD>(signature.size());
+    if (!::CryptCreateHash(copy, kvcsp::kAlgHash, 0, 0, signing.put()) ||
+        !::CryptHashData(signing.get(), data, sizeof(data), 0) ||
+        !::CryptSignHashW(signing.get(), spec, nullptr, 0, signature.data(), &size))
+        return false;
+    const Bytes blob = KeyBytes(source, spec, PUBLICKEYBLOB);
+    ui::UniqueCryptKey sourceKey;
+    return ::CryptImportKey(source, blob.data(), static_cast<DWORD>(blob.size()), 0, 0,
+                            sourceKey.put()) &&
+           ::CryptCreateHash(source, kvcsp::kAlgHash, 0, 0, verifying.put()) &&
+           ::CryptHashData(verifying.get(), data, sizeof(data), 0) &&
+           ::CryptVerifySignatureW(verifying.get(), signature.data(), size, sourceKey.get(),
+                                   nullptr, 0);
+}
+
+class Verdict : public applet::CheckReport {
+public:
+    void Clear() override { top.clear(); }
+    void AddRow(const std::wstring& label, const std::wstring&, bool onTop) override {
+        if (onTop) top = label;
+    }
+    std::wstring top;
+};
+
+// Everything a copy promises, source against copy.
+void ExpectCopied(const Place& from, const Place& to) {
+    SCOPED_TRACE(Describe(from) + " -> " + Describe(to));
+    ui::UniqueCryptProv source = Open(from), copy = Open(to);
+    ASSERT_TRUE(source && copy);
+    for (DWORD param : {kvcsp::kParamHashSet, kvcsp::kParamCipherSet})
+        EXPECT_EQ(TextParam(source.get(), param), TextParam(copy.get(), param)) << param;
+    for (DWORD spec : {DWORD{AT_KEYEXCHANGE}, DWORD{AT_SIGNATURE}}) {
+        const Bytes publicKey = KeyBytes(source.get(), spec, PUBLICKEYBLOB);
+        EXPECT_EQ(publicKey, KeyBytes(copy.get(), spec, PUBLICKEYBLOB)) << "key " << spec;
+        EXPECT_EQ(KeyBytes(source.get(), spec, KP_CERTIFICATE),
+                  KeyBytes(copy.get(), spec, KP_CERTIFICATE))
+            << "certificate of key " << spec;
+        if (!publicKey.empty()) {
+            EXPECT_TRUE(SignedByCopyVerifies(copy.get(), source.get(), spec)) << "key " << spec;
+        }
+    }
+    EXPECT_EQ(ExtensionRecords(source.get()), ExtensionRecords(copy.get()));
+    Verdict verdict;
+    applet::RunContainerCheck(copy.get(), to.machine ? 1 : 0, verdict);
+    EXPECT_EQ(L"Check container succeed", verdict.top);
+}
+
+TEST(ContainerCopy, EveryKindOfContainerToUserComputerAndAnotherProvider) {
+    auto spec = [](const wchar_t* name, bool exchange, bool signature, bool certificates) {
+        fixtures::ContainerSpec s;
+        s.name = name;
+        s.exchange = exchange;
+        s.signature = signature;
+        s.certificate =
+            certificates ? fixtures::Certificate::kIssued : fixtures::Certificate::kNone;
+        s.usagePeriod = certificates ? fixtures::Period::kValid : fixtures::Period::kNone;
+        s.chain = true;
+        return s;
+    };
+    const std::pair<fixtures::ContainerSpec, Place> cases[] = {
+        {spec(L"kv-copy-both", true, true, true),
+         {kvcsp::kProviderMain, false, L"kv-copy-both to"}},
+        {spec(L"kv-copy-signature", false, true, true),
+         {kvcsp::kProviderMain, true, L"kv-copy-signature to"}},
+        {spec(L"kv-copy-exchange", true, false, false),
+         {kvcsp::kProviderExtra, false, L"kv-copy-exchange to"}},
+        {spec(L"kv-copy-empty", false, false, false),
+         {kvcsp::kProviderMain, false, L"kv-copy-empty to"}},
+    };
+    for (const auto& [source, to] : cases) {
+        ASSERT_EQ(0u, fixtures::MakeContainer(source));
+        const Place from{source.provider, false, source.name};
+        {
+            // Longer than the first buffer the copy offers.
+            ui::UniqueCryptProv prov = Open(from);
+            ASSERT_TRUE(::CryptSetProvParam(prov.get(), kvcsp::kParamCipherSet,
+                                            reinterpret_cast<const BYTE*>(kvcsp::kLongCipherSet),
+                                            0));
+        }
+        Remove(to);
+        EXPECT_EQ(0u, Copy(from, to)) << Describe(to);
+        ExpectCopied(from, to);
+        Remove(to);
+        Remove(from);
+    }
+    const wiztest::LiveHandles live = Live();
+    EXPECT_EQ(0, live.contexts);
+    EXPECT_EQ(0, live.keys);
+    EXPECT_EQ(0, live.hashes);
+}
+
+TEST(ContainerCopy, TheRecordArrayDoublesUpToItsLimit) {
+    applet::ExtensionRecords records;
+    Vestra::CSaveContainerExtensionsEnum saver(&records, 4);
+    std::vector<size_t> capacities;
+    for (BYTE i = 1; i <= 4; ++i) {
+        const BYTE record[] = {i, i, i};
+        ASSERT_TRUE(saver.OnRawRecord(record, i));
+        capacities.push_back(records.capacity());
+    }
+    EXPECT_EQ((std::vector<size_t>{1, 2, 4, 4}), capacities);
+    EXPECT_EQ((Bytes{3, 3, 3}), records[2]);
+    const BYTE fifth[] = {5};
+    EXPECT_FALSE(saver.OnRawRecord(fifth, 1)) << "doubling to 8 passes the limit";
+    EXPECT_TRUE(saver.Failed());
+    EXPECT_EQ(4u, records.size());
+}
+
+using namespace driver;
+
+const std::wstring kTitle = L"Copy private key container";
+
+bool Listed(HWND page, const std::wstring& provider) {
+    const std::vector<std::wstring> items = ComboItems(Item(page, IDC_SELECT_PROVIDER));
+    return std::find(items.begin(), items.end(), provider) != items.end();
+}
+
+void Choose(HWND page, const std::wstring& provider) {
+    HWND combo = Item(page, IDC_SELECT_PROVIDER);
+    const std::vector<std::wstring> items = ComboItems(combo);
+    SelectCombo(combo,
+                static_cast<int>(std::find(items.begin(), items.end(), provider) - items.begin()));
+}
+
+void Name(HWND wizard, const std::wstring& name, int button) {
+    SetText(Item(ActivePage(wizard), IDC_SELECT_NAME), name);
+    HWND leave = SheetButton(wizard, button);
+    WaitUntil([&] { return IsVisible(leave) && IsEnabled(leave); }, "the button enabled");
+    Click(leave);
+}
+
+void ExpectBox(UINT icon, const std::wstring& head) {
+    MessageBoxInfo box = AnswerMessageBox(IDOK);
+    EXPECT_EQ(head, box.text.substr(0, head.size()));
+    EXPECT_EQ(icon, box.icon);
+}
+
+TEST(CopyWizard, FromTheServicePageThroughRefusalsAndFailuresIntoAnotherProvider) {
+    fixtures::ContainerSpec locked, first, second;
+    locked.name = L"kv-copy-wizard-locked";
+    locked.exportable = false;
+    first.name = L"kv-copy-wizard-first";
+    // Neither the default nor the first in the list: the preselection shows on both visits.
+    first.provider = kvcsp::kProvider94;
+    first.type = kvcsp::kType94;
+    second.name = L"kv-copy-wizard-second";
+    second.provider = kvcsp::kProviderCloud;
+    second.chain = true;
+    for (const fixtures::ContainerSpec* spec : {&locked, &first, &second})
+        ASSERT_EQ(0u, fixtures::MakeContainer(*spec));
+    const Place from{second.provider, false, second.name};
+    const Place half{kvcsp::kProviderExtra, false, L"kv-copy-wizard half"};
+    const Place to{kvcsp::kProviderExtra, false, L"kv-copy-wizard to"};
+    Remove(half);
+    Remove(to);
+
+    wiztest::RunServicePage([&](HWND sheet) {
+        Click(Item(ActivePage(sheet), IDC_SERVICE_COPY));
+        HWND wizard = WaitForWindow({L"#32770", kTitle, sheet, true});
+
+        HWND page = ActivePage(wizard);
+        EXPECT_TRUE(IsVisible(Item(page, IDC_SELECT_BROWSE)));
+        EXPECT_TRUE(IsVisible(Item(page, IDC_SELECT_BY_CERTIFICATE)));
+        EXPECT_FALSE(Listed(page, kvcsp::kProviderExtra)) << "its DLL lies elsewhere";
+        Name(wizard, locked.name, kNext);
+        ExpectBox(MB_ICONEXCLAMATION, L"Error copy container " + locked.name +
+                                          L":\nYou do not have permission to export the key.");
+        Flush();
+        EXPECT_EQ(0, ActivePageIndex(wizard));
+
+        // Next, Back, another source, Next: what reaches the destination is read anew.
+        Choose(ActivePage(wizard), first.provider);
+        Name(wizard, first.name, kNext);
+        WaitUntil([&] { return ActivePageIndex(wizard) == 1; }, "the destination page");
+        HWND combo = Item(ActivePage(wizard), IDC_SELECT_PROVIDER);
+        EXPECT_EQ(first.provider, ComboItems(combo).at(ComboSelection(combo)));
+        PressSheetButton(wizard, PSBTN_BACK);
+        WaitUntil([&] { return ActivePageIndex(wizard) == 0; }, "the source page");
+        Choose(ActivePage(wizard), second.provider);
+        Name(wizard, second.name, kNext);
+        WaitUntil([&] { return ActivePageIndex(wizard) == 1; }, "the destination again");
+
+        page = ActivePage(wizard);
+        EXPECT_FALSE(IsVisible(Item(page, IDC_SELECT_BROWSE)));
+        EXPECT_FALSE(IsVisible(Item(page, IDC_SELECT_BY_CERTIFICATE)));
+        EXPECT_TRUE(Listed(page, kvcsp::kProviderExtra)) << "any provider may receive";
+        EXPECT_EQ(second.provider, ComboItems(combo).at(ComboSelection(combo)))
+            << "the source's provider preselected";
+
+        Name(wizard, second.name, kFinish);
+        ExpectBox(MB_ICONERROR,
+                  L"Access private key container '" + second.name + L"' error:\nError 0x8009000F ");
+        Flush();
+        EXPECT_EQ(1, ActivePageIndex(wizard)) << "an existing container is not written";
+
+        Choose(page, kvcsp::kProviderExtra);
+        {
+            // The last step: keys and certificates are in, the extensions are not.
+            wiztest::InjectedFailure failure("CPSetProvParam.132", 1,
+                                             static_cast<DWORD>(SCARD_W_REMOVED_CARD));
+            Name(wizard, half.name, kFinish);
+            ExpectBox(MB_ICONEXCLAMATION,
+                      L"Error copy container " + half.name + L":\nError 0x80100069 ");
+            Flush();
+            EXPECT_TRUE(failure.Fired());
+        }
+        EXPECT_EQ(1, ActivePageIndex(wizard));
+        Name(wizard, to.name, kFinish);
+        WaitUntilGone(wizard);
+    });
+
+    // Counted before the copy is checked: the check's public key export from another
+    // provider's module leaves its keys to Wine, which never destroys them.
+    const wiztest::LiveHandles live = Live();
+    EXPECT_EQ(0, live.contexts);
+    EXPECT_EQ(0, live.keys);
+    EXPECT_EQ(0, live.hashes);
+    EXPECT_TRUE(Open(half)) << "a failed write leaves what it made";
+    ExpectCopied(from, to);
+    for (const Place& place : {half, to}) Remove(place);
+    for (const fixtures::ContainerSpec* spec : {&locked, &first, &second})
+        Remove({spec->provider, false, spec->name, spec->type});
+}
+
+}  // namespace

@@ -1,0 +1,38 @@
+// CryptoAPI reads in their two-call form, for the wizards that read containers and keys.
+#pragma once
+
+#include <windows.h>
+#include <wincrypt.h>
+
+namespace applet {
+
+// The size first, then the data: `get(buffer, &size)` as the CryptoAPI call it wraps.
+template <class Bytes, class Get>
+bool ReadSized(Get get, Bytes& data) {
+    DWORD size = 0;
+    if (!get(nullptr, &size)) return false;
+    data.resize(size);
+    if (!get(data.data(), &size)) return false;
+    data.resize(size);
+    return true;
+}
+
+// Whether `error` is the system error `code`, as it is or in its HRESULT form: providers answer
+// with either.
+inline bool IsSystemError(DWORD error, DWORD code) {
+    return error == code || error == static_cast<DWORD>(HRESULT_FROM_WIN32(code));
+}
+
+inline auto ProvParam(HCRYPTPROV prov, DWORD param) {
+    return [=](BYTE* buffer, DWORD* size) {
+        return ::CryptGetProvParam(prov, param, buffer, size, 0) != FALSE;
+    };
+}
+
+inline auto KeyParam(HCRYPTKEY key, DWORD param) {
+    return [=](BYTE* buffer, DWORD* size) {
+        return ::CryptGetKeyParam(key, param, buffer, size, 0) != FALSE;
+    };
+}
+
+}  // namespace applet
