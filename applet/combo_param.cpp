@@ -1,32 +1,11 @@
 #include "applet/combo_param.h"
 
 #include "applet/strings.h"
+#include "wizards/crypt_reads.h"
 
 #include <cstring>
 
 namespace applet {
-
-namespace {
-
-// A provider parameter that may be read in turns (`flags` CRYPT_FIRST, then 0); false when the
-// provider gives nothing more.
-bool ReadParam(HCRYPTPROV provider, DWORD param, DWORD flags, std::vector<BYTE>& data) {
-    DWORD length = static_cast<DWORD>(data.size());
-    if (length == 0 || !::CryptGetProvParam(provider, param, data.data(), &length, flags)) {
-        if (length == 0 || ::GetLastError() == ERROR_MORE_DATA) {
-            length = 0;
-            if (!::CryptGetProvParam(provider, param, nullptr, &length, flags)) return false;
-            data.resize(length);
-            if (!::CryptGetProvParam(provider, param, data.data(), &length, flags)) return false;
-        } else {
-            return false;
-        }
-    }
-    data.resize(length);
-    return true;
-}
-
-}  // namespace
 
 bool ParseParamEntry(const BYTE* data, DWORD length, ParamEntry& entry) {
     DWORD head[2];
@@ -76,7 +55,8 @@ void CComboParam::Attach(HCRYPTPROV provider) {
 
 bool CComboParam::Fill() {
     std::vector<BYTE> data;
-    for (DWORD flags = CRYPT_FIRST; ReadParam(provider_, enumParam_, flags, data); flags = 0) {
+    for (DWORD flags = CRYPT_FIRST; ReadSized(ProvParam(provider_, enumParam_, flags), data);
+         flags = 0) {
         ParamEntry entry;
         if (!ParseParamEntry(data.data(), static_cast<DWORD>(data.size()), entry)) continue;
         const int item = Add(entry.text);
@@ -84,7 +64,7 @@ bool CComboParam::Fill() {
         entries_.push_back(std::move(entry));
     }
     std::vector<BYTE> current;
-    if (entries_.empty() || !ReadParam(provider_, valueParam_, 0, current)) return false;
+    if (entries_.empty() || !ReadSized(ProvParam(provider_, valueParam_), current)) return false;
     const int entry = MatchingEntry(entries_, current);
     // The list may sort: find the item that carries the entry.
     for (int item = 0, count = Count(); item < count; ++item)
