@@ -7,16 +7,18 @@
 
 namespace applet {
 
-std::wstring ProductNameFromVersion() {
+std::wstring VersionResourceString(const wchar_t* name) {
     DWORD length = 0;
-    if (support::support_resource_version_string(L"ProductName", Module(), nullptr, &length) != 0)
+    if (support::support_resource_version_string(name, Module(), nullptr, &length) != 0) return {};
+    std::wstring text(length + 1, L'\0');
+    if (support::support_resource_version_string(name, Module(), text.data(), &length) != 0)
         return {};
-    std::wstring name(length + 1, L'\0');
-    if (support::support_resource_version_string(L"ProductName", Module(), name.data(), &length) !=
-        0)
-        return {};
-    name.resize(::wcsnlen(name.c_str(), name.size()));
-    return name;
+    text.resize(::wcsnlen(text.c_str(), text.size()));
+    return text;
+}
+
+std::wstring ProductNameFromVersion() {
+    return VersionResourceString(L"ProductName");
 }
 
 CPropSheetControlPanel::CPropSheetControlPanel()

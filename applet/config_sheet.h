@@ -48,8 +48,10 @@ private:
     CPropPageConfigTLS tls_;
 };
 
-// The product name of the applet's version resource, through the support library; empty when
-// it can't be read.
+// A value of the applet's version resource ("LegalCopyright"), through the support library;
+// empty when it can't be read.
+std::wstring VersionResourceString(const wchar_t* name);
+// The product name of the applet's version resource.
 std::wstring ProductNameFromVersion();
 
 }  // namespace applet

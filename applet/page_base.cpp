@@ -4,6 +4,8 @@
 #include "resource.h"
 #include "ui/handles.h"
 
+#include <shellapi.h>
+
 namespace applet {
 
 namespace {
@@ -13,7 +15,23 @@ RestartFunction& Restart() {
     return restart;
 }
 
+ShellExecuteFunction& Execute() {
+    static ShellExecuteFunction execute = ::ShellExecuteW;
+    return execute;
+}
+
 }  // namespace
+
+ShellExecuteFunction SetShellExecuteFunction(ShellExecuteFunction execute) {
+    ShellExecuteFunction previous = Execute();
+    Execute() = execute;
+    return previous;
+}
+
+bool ShellStart(HWND owner, const wchar_t* verb, const std::wstring& file, int show) {
+    HINSTANCE result = Execute()(owner, verb, file.c_str(), nullptr, nullptr, show);
+    return reinterpret_cast<INT_PTR>(result) > 32;
+}
 
 RestartFunction SetRestartFunction(RestartFunction restart) {
     RestartFunction previous = Restart();

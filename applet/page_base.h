@@ -37,4 +37,13 @@ private:
 using RestartFunction = BOOL(WINAPI*)(UINT flags, DWORD reason);
 RestartFunction SetRestartFunction(RestartFunction restart);
 
+// The one seam for starting programs and opening documents through the shell (links, the
+// restart with administrative rights): tests replace it to see the target without a browser or
+// a second applet. Returns the previous function.
+using ShellExecuteFunction = HINSTANCE(WINAPI*)(HWND owner, LPCWSTR verb, LPCWSTR file,
+                                                LPCWSTR parameters, LPCWSTR directory, INT show);
+ShellExecuteFunction SetShellExecuteFunction(ShellExecuteFunction execute);
+// Starts `file` with `verb`; true when the shell reports success (a result above 32).
+bool ShellStart(HWND owner, const wchar_t* verb, const std::wstring& file, int show);
+
 }  // namespace applet

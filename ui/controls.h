@@ -10,6 +10,10 @@ namespace ui {
 
 std::wstring GetWindowString(HWND hwnd);
 
+// WM_CTLCOLORSTATIC as a dialog passes it on to the static it is about, so that a control can
+// choose its own colours; a nonzero answer is the brush.
+constexpr UINT kReflectedCtlColorStatic = WM_USER + 0x1C00 + WM_CTLCOLORSTATIC;
+
 class Control {
 public:
     Control() = default;

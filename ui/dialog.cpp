@@ -64,6 +64,9 @@ bool DialogBase::Dispatch(UINT msg, WPARAM wp, LPARAM lp, LRESULT& result) {
             return OnCommand(LOWORD(wp), HIWORD(wp));
         case WM_NOTIFY:
             return OnNotify(*reinterpret_cast<const NMHDR*>(lp), result);
+        case WM_CTLCOLORSTATIC:
+            result = ::SendMessageW(reinterpret_cast<HWND>(lp), kReflectedCtlColorStatic, wp, lp);
+            return result != 0 || OnMessage(msg, wp, lp, result);
         default:
             return OnMessage(msg, wp, lp, result);
     }

@@ -23,9 +23,10 @@ inline bool IsSystemError(DWORD error, DWORD code) {
     return error == code || error == static_cast<DWORD>(HRESULT_FROM_WIN32(code));
 }
 
-inline auto ProvParam(HCRYPTPROV prov, DWORD param) {
+// `flags` CRYPT_FIRST, then 0, step through an enumerating parameter.
+inline auto ProvParam(HCRYPTPROV prov, DWORD param, DWORD flags = 0) {
     return [=](BYTE* buffer, DWORD* size) {
-        return ::CryptGetProvParam(prov, param, buffer, size, 0) != FALSE;
+        return ::CryptGetProvParam(prov, param, buffer, size, flags) != FALSE;
     };
 }
 

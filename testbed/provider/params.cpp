@@ -300,8 +300,10 @@ DWORD Get(Context& context, DWORD param, BYTE* data, DWORD* length, DWORD flags)
     switch (param) {
         case PP_NAME:
             return CopyOut(context.provider, data, length);
-        case PP_PROVTYPE:
-            return GetDword(context.type, data, length);
+        case PP_PROVTYPE: {
+            const DWORD reported = ReadKnob(knobs::kProvider, knobs::kReportedType, 0);
+            return GetDword(reported ? reported : context.type, data, length);
+        }
         case PP_VERSION:
             return GetDword(Version(), data, length);
         case PP_IMPTYPE:

@@ -79,6 +79,7 @@ inline constexpr wchar_t kDhControlFixed[] = L"DhControlFixed";    // param 143 
 inline constexpr wchar_t kIntegrity[] = L"Integrity";              // param 146 (0)
 inline constexpr wchar_t kDebugBuild[] = L"DebugBuild";            // param 138 (0)
 inline constexpr wchar_t kPasswordResult[] = L"PasswordResult";    // param 108 (0 = changed)
+inline constexpr wchar_t kReportedType[] = L"ReportedType";  // PP_PROVTYPE (0 = the real type)
 // One provider's own answers: a subkey of kProvider named after the provider ("Kelvane Cloud
 // CSP") whose values of kProtectionClass, kCacheMaximum, kCacheAvailable, kCacheSize, kDhControl
 // and kDhControlFixed take precedence over the shared ones above. Sets of 115 and 143 write the
