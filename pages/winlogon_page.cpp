@@ -42,17 +42,6 @@ bool HasImplementationType(const std::wstring& provider) {
                ERROR_SUCCESS;
 }
 
-// Until the directory can be reached, a domain controller is treated like a system without
-// one: nothing is listed and nothing needs repair.
-class UnavailableDirectory : public DomainDirectory {
-public:
-    bool ListControllers(HWND) override { return false; }
-    void ShowIdentifier(HWND) override {}
-    void ExportIdentifiers(HWND) override {}
-    bool TemplatesNeedRepair() override { return false; }
-    bool FixTemplates(HWND) override { return false; }
-};
-
 }  // namespace
 
 ReaderListing ListReaders() {
@@ -121,10 +110,6 @@ bool WriteKdcUsesProduct(bool use) {
     const DWORD value = use ? 0 : 1;
     return ::RegSetValueExW(key.get(), kKdcValue, 0, REG_DWORD,
                             reinterpret_cast<const BYTE*>(&value), sizeof(value)) == ERROR_SUCCESS;
-}
-
-std::unique_ptr<DomainDirectory> OpenDomainDirectory() {
-    return std::make_unique<UnavailableDirectory>();
 }
 
 CPropPageConfigWLReaders::CPropPageConfigWLReaders() : CPropPageConfigBase(IDD_PAGE_WINLOGON) {}

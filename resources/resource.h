@@ -217,6 +217,8 @@
 // ---------------------------------------------------------------------------------------------
 #define IDS_READER_NOT_SET                    106
 #define IDS_DEFAULT_READER_NOT_FOUND          161   // %1 the stored reader name
+#define IDS_TEMPLATES_UPDATED                 107
+#define IDS_OVERWRITE_FILE                    1108  // %1 the file's path
 
 // ---------------------------------------------------------------------------------------------
 // Wizard pages

@@ -3,6 +3,7 @@
 #include "applet/support.h"
 #include "applet_fixture.h"
 #include "client.h"
+#include "cpl_sheet.h"
 #include "driver/driver.h"
 #include "resource.h"
 #include "testbed/calls.h"
@@ -10,45 +11,14 @@
 
 #include <gtest/gtest.h>
 
-#include <cpl.h>
-
 #include <optional>
 
 namespace {
 
 using namespace driver;
+using applettest::RunSheet;
 namespace knobs = testbed::knobs;
 using Texts = std::vector<std::wstring>;
-
-// The sheet opened on `page` as the Control Panel opens it: `before` answers what comes up while
-// the page starts, `script` gets the sheet once the page shows.
-void RunSheet(int page, const std::function<void(HWND)>& script,
-              const std::function<void()>& before = {}) {
-    HMODULE module =
-        ::LoadLibraryW((std::wstring(applettest::kProductDir) + L"kvconfig.cpl").c_str());
-    ASSERT_TRUE(module);
-    auto cpl = reinterpret_cast<APPLET_PROC>(
-        reinterpret_cast<void*>(::GetProcAddress(module, "CPlApplet")));
-    ASSERT_EQ(1, cpl(nullptr, CPL_INIT, 0, 0));
-    const std::string start = std::to_string(page);
-    RunModal([&] { return INT_PTR{cpl(nullptr, CPL_STARTWPARMSA, 0, LPARAM(start.c_str()))}; },
-             [&] {
-                 if (before) before();
-                 HWND sheet = nullptr;
-                 WaitUntil(
-                     [&] {
-                         for (HWND hwnd : TopLevelWindows())
-                             if (Text(hwnd) == L"Vestra CSP" && !IsMessageBox(hwnd)) sheet = hwnd;
-                         return sheet && ActivePageIndex(sheet) == page;
-                     },
-                     "the sheet on page " + start);
-                 script(sheet);
-                 PressSheetButton(sheet, PSBTN_CANCEL);
-                 WaitUntilGone(sheet);
-             });
-    cpl(nullptr, CPL_EXIT, 0, 0);
-    ::FreeLibrary(module);
-}
 
 // Opens a library window from the Hardware page and closes it; the page's windows are owned by
 // the sheet, which stays disabled meanwhile.
@@ -253,8 +223,8 @@ TEST_F(WinlogonPage, OnADomainControllerEveryProviderIsOfferedAndTheSwitchClears
         << "the page in a program that sees a domain controller (output above)";
 }
 
-// Run by the test above. The directory can't be listed yet: the KDC box shows the value but
-// can't be changed on its own; the Winlogon switch still clears it.
+// Run by the test above. No directory answers, so nothing is listed: the KDC box shows the value
+// but can't be changed on its own; the Winlogon switch still clears it.
 TEST_F(WinlogonPage, DISABLED_OnADomainController) {
     RunSheet(kWinlogon, [&](HWND sheet) {
         HWND providers = Item(sheet, IDC_WINLOGON_PROVIDER), kdc = Item(sheet, IDC_WINLOGON_KDC);

@@ -129,6 +129,22 @@ struct CallCounters {
     CallCounter entries[256];
 };
 
+// The stand-in directory (tbdirectory.dll, the "LDAP:" namespace). Its content is the description
+// file that kDirectoryFile names: an INI file, one section per object named by its distinguished
+// name ("rootDSE" for the root), one key per attribute, each value typed by its prefix: "s:" a
+// string, "i:" a 32-bit integer, "g:" a GUID in its text form, handed out as its 16 bytes. An
+// object's class is its "objectClass"; its children are the sections one name component below.
+// SetInfo writes the changed attributes back into the file.
+inline constexpr wchar_t kDirectory[] = L"Software\\Kelvane\\Testbed\\Directory";
+inline constexpr wchar_t kDirectoryFile[] = L"File";  // REG_SZ: the file's path
+// REG_DWORD HRESULTs in kDirectory (missing or 0 = none): every bind fails with kBindError, a Get
+// of the attribute named by kGetErrorName (REG_SZ) with kGetError, every SetInfo with
+// kSetInfoError.
+inline constexpr wchar_t kBindError[] = L"BindError";
+inline constexpr wchar_t kGetError[] = L"GetError";
+inline constexpr wchar_t kGetErrorName[] = L"GetErrorName";
+inline constexpr wchar_t kSetInfoError[] = L"SetInfoError";
+
 }  // namespace testbed::knobs
 
 #endif  // RC_INVOKED
