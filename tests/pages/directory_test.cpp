@@ -160,6 +160,7 @@ TEST_F(Directory, DISABLED_PageListsTheControllersAndExportsTheirIdentifiers) {
         EXPECT_EQ((std::vector<std::wstring>{L"dc1.corp.test", L"dc2.corp.test"}),
                   ComboItems(combo));
         EXPECT_EQ(L"{3f2504e0-4f89-41d3-9a0c-0305e82c3301}", Text(identifier));
+        EXPECT_FALSE(IsEnabled(SheetButton(sheet, kApply)));
         SelectCombo(combo, 1);
         Flush();
         EXPECT_EQ(L"{0a1b2c3d-0000-4eee-8fff-123456789abc}", Text(identifier));
