@@ -26,9 +26,17 @@ constexpr wchar_t kDefaultProviders[] = L"pKIDefaultCSPs";
 constexpr wchar_t kMinimalKeySize[] = L"msPKI-Minimal-Key-Size";
 constexpr LONG kWantedKeySize = 512;
 
+// The directory library is loaded for each bind, not imported: an import would keep it in every
+// process that loads the applet, and the error text asks for its extended error only where a
+// directory is in use.
 template <class Interface>
 HRESULT Bind(const std::wstring& path, REFIID iid, ui::ComPtr<Interface>& object) {
-    return ::ADsGetObject(path.c_str(), iid, object.put_void());
+    ui::UniqueHModule library(::LoadLibraryW(L"activeds.dll"));
+    const auto getObject = reinterpret_cast<decltype(&::ADsGetObject)>(
+        library ? reinterpret_cast<void*>(::GetProcAddress(library.get(), "ADsGetObject"))
+                : nullptr);
+    if (!getObject) return HRESULT_FROM_WIN32(::GetLastError());
+    return getObject(path.c_str(), iid, object.put_void());
 }
 
 HRESULT Get(IADs* object, const wchar_t* name, ui::Variant& value) {
