@@ -84,7 +84,8 @@ std::wstring CoreVersionText(const std::wstring& provider) {
         length < 3 * sizeof(DWORD))
         return {};
     DWORD protectionClass = 0;
-    if (!ReadDword(ProvParam(context.get(), kParamProtectionClass), protectionClass)) protectionClass = 0;
+    if (!ReadDword(ProvParam(context.get(), kParamProtectionClass), protectionClass))
+        protectionClass = 0;
     return FormatCoreVersion(version, build[1], protectionClass, build[2] == 1);
 }
 
