@@ -1,5 +1,6 @@
 #include "applet_fixture.h"
 
+#include "applet/support.h"
 #include "driver/driver.h"
 #include "resource.h"
 #include "ui/handles.h"
@@ -129,6 +130,12 @@ TestSheetState& SheetState() {
 }
 
 applet::CPropSheetControlPanel* NewTestSheet() { return new TestSheet(); }
+
+std::optional<DWORD> StoredLong(const std::wstring& path) {
+    DWORD value = 0;
+    if (support::support_registry_get_long(path.c_str(), &value) != 0) return std::nullopt;
+    return value;
+}
 
 std::wstring TemplateCaption(HMODULE module, UINT id, LANGID language) {
     // DLGTEMPLATEEX: fixed header, then menu, class and caption as sz_Or_Ord fields.

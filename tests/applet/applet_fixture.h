@@ -5,6 +5,7 @@
 
 #include "applet/config_sheet.h"
 #include "applet/page_base.h"
+#include "page_script.h"
 
 #include <windows.h>
 
@@ -40,6 +41,9 @@ struct TestSheetState {
 TestSheetState& SheetState();
 applet::CPropSheetControlPanel* NewTestSheet();
 constexpr wchar_t kTestSheetCaption[] = L"Applet test sheet";
+
+// A value of the configuration store read as the applet reads it; nullopt when it is absent.
+std::optional<DWORD> StoredLong(const std::wstring& path);
 
 // The caption of a dialog template (the tab title of a page).
 std::wstring TemplateCaption(HMODULE module, UINT id, LANGID language);

@@ -109,31 +109,17 @@ TEST(LanguageBases, APageStartsWithTheItemsOfItsTemplateInTheStoresLanguage) {
     applettest::SetLanguages(std::nullopt, std::nullopt);
 }
 
-struct RestartCall {
-    int count = 0;
-    UINT flags = 0;
-    DWORD reason = 0;
-};
-RestartCall g_restart;
-
-BOOL WINAPI RecordRestart(UINT flags, DWORD reason) {
-    ++g_restart.count;
-    g_restart.flags = flags;
-    g_restart.reason = reason;
-    return TRUE;
-}
-
 TEST(PageBase, RebootGoesThroughTheRestartSeam) {
-    applet::RestartFunction previous = applet::SetRestartFunction(RecordRestart);
+    applettest::ScopedSeams seams;
     class Page : public applet::CPropPageConfigBase {
     public:
         Page() : CPropPageConfigBase(IDD_PAGE_SECURITY) {}
     } page;
     EXPECT_TRUE(page.RebootSystem());
-    applet::SetRestartFunction(previous);
-    EXPECT_EQ(1, g_restart.count);
-    EXPECT_EQ(static_cast<UINT>(EWX_REBOOT), g_restart.flags);
-    EXPECT_EQ(0x80040001u, g_restart.reason);
+    const auto& restart = applettest::ScopedSeams::Restarts();
+    EXPECT_EQ(1, restart.count);
+    EXPECT_EQ(static_cast<UINT>(EWX_REBOOT), restart.flags);
+    EXPECT_EQ(0x80040001u, restart.reason);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 // each type offers, what Apply hands back to the provider, and the page for someone who may not
 // change it.
 #include "applet/combo_param.h"
+#include "applet_fixture.h"
 #include "driver/driver.h"
 #include "pages/algorithms_page.h"
 #include "resource.h"
@@ -61,15 +62,8 @@ protected:
 
     INT_PTR Run(const std::function<void(HWND sheet, HWND page)>& script) {
         applet::CPropPageConfigCSPOID page;
-        ui::PropertySheet sheet;
-        sheet.SetCaption(L"Algorithms page");
-        sheet.AddPage(page);
-        return RunModal([&] { return sheet.DoModal(); },
-                        [&] {
-                            HWND window = WaitForWindow({L"#32770", L"Algorithms page"});
-                            WaitUntil([&] { return ActivePage(window) != nullptr; }, "the page");
-                            script(window, ActivePage(window));
-                        });
+        return applettest::RunPageAlone(page, L"Algorithms page", script,
+                                        applettest::AfterScript::kScriptCloses);
     }
 };
 
