@@ -9,6 +9,7 @@
 
 #include <windows.h>
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -41,6 +42,12 @@ struct TestSheetState {
 TestSheetState& SheetState();
 applet::CPropSheetControlPanel* NewTestSheet();
 constexpr wchar_t kTestSheetCaption[] = L"Applet test sheet";
+
+// The installed applet's sheet opened on `page` as the Control Panel opens it: `before` answers
+// what comes up while the page starts, `script` gets the sheet once the page shows; the sheet is
+// cancelled after it.
+void RunSheet(int page, const std::function<void(HWND sheet)>& script,
+              const std::function<void()>& before = {});
 
 // A value of the configuration store read as the applet reads it; nullopt when it is absent.
 std::optional<DWORD> StoredLong(const std::wstring& path);

@@ -19,36 +19,7 @@ namespace {
 using namespace driver;
 namespace knobs = testbed::knobs;
 using Texts = std::vector<std::wstring>;
-
-// The sheet opened on `page` as the Control Panel opens it: `before` answers what comes up while
-// the page starts, `script` gets the sheet once the page shows.
-void RunSheet(int page, const std::function<void(HWND)>& script,
-              const std::function<void()>& before = {}) {
-    HMODULE module =
-        ::LoadLibraryW((std::wstring(applettest::kProductDir) + L"kvconfig.cpl").c_str());
-    ASSERT_TRUE(module);
-    auto cpl = reinterpret_cast<APPLET_PROC>(
-        reinterpret_cast<void*>(::GetProcAddress(module, "CPlApplet")));
-    ASSERT_EQ(1, cpl(nullptr, CPL_INIT, 0, 0));
-    const std::string start = std::to_string(page);
-    RunModal([&] { return INT_PTR{cpl(nullptr, CPL_STARTWPARMSA, 0, LPARAM(start.c_str()))}; },
-             [&] {
-                 if (before) before();
-                 HWND sheet = nullptr;
-                 WaitUntil(
-                     [&] {
-                         for (HWND hwnd : TopLevelWindows())
-                             if (Text(hwnd) == L"Vestra CSP" && !IsMessageBox(hwnd)) sheet = hwnd;
-                         return sheet && ActivePageIndex(sheet) == page;
-                     },
-                     "the sheet on page " + start);
-                 script(sheet);
-                 PressSheetButton(sheet, PSBTN_CANCEL);
-                 WaitUntilGone(sheet);
-             });
-    cpl(nullptr, CPL_EXIT, 0, 0);
-    ::FreeLibrary(module);
-}
+using applettest::RunSheet;
 
 // Opens a library window from the Hardware page and closes it; the page's windows are owned by
 // the sheet, which stays disabled meanwhile.
