@@ -113,18 +113,6 @@ TEST_F(General, CoreVersionNamesTheProtectionClassAndADebugBuild) {
     EXPECT_EQ(L"", applet::CoreVersionText(L"No such provider"));
 }
 
-// Makes the file of an installed component disappear for the scope.
-class HiddenFile {
-public:
-    explicit HiddenFile(const std::wstring& path) : path_(path) {
-        EXPECT_TRUE(::MoveFileW(path_.c_str(), (path_ + L".hidden").c_str()));
-    }
-    ~HiddenFile() { ::MoveFileW((path_ + L".hidden").c_str(), path_.c_str()); }
-
-private:
-    std::wstring path_;
-};
-
 const std::wstring kConsole = std::wstring(applettest::kProductDir) + L"kvpki.exe";
 const std::wstring kOldConsole = std::wstring(applettest::kProductDir) + L"kvpkiold.exe";
 
@@ -186,9 +174,9 @@ TEST_F(General, PageShowsTheInstallationAndOpensItsLinks) {
         // The console from either of its components, else the message.
         ClickLink(page, IDC_GENERAL_PKI_CONSOLE);
         {
-            HiddenFile hidden(kConsole);
+            applettest::HiddenFile hidden(kConsole);
             ClickLink(page, IDC_GENERAL_PKI_CONSOLE);
-            HiddenFile old(kOldConsole);
+            applettest::HiddenFile old(kOldConsole);
             ClickLink(page, IDC_GENERAL_PKI_CONSOLE);
             MessageBoxInfo box = AnswerMessageBox(IDOK);
             EXPECT_EQ(L"Failed to start \"Vestra PKI\" console", box.text);

@@ -101,16 +101,17 @@ TEST_F(TlsPage, ShowsTheStoreAndWritesOnlyAChangedLimitWithoutAQuestion) {
 
 TEST_F(TlsPage, GreysOutWhatTheStoreOrTheInstallationDoesNotAllow) {
     support::support_registry_put_long(Path(kClientOcsp).c_str(), 1);
-    const std::wstring ocsp = applettest::kProductDir + std::wstring(L"kvocsp.dll");
-    ASSERT_TRUE(::MoveFileW(ocsp.c_str(), (ocsp + L".aside").c_str()));
-    RunPage([](HWND, HWND page) {
-        for (const applet::TlsSwitch& entry : applet::kTlsSwitches)
-            EXPECT_EQ(entry.control != IDC_TLS_CLIENT_OCSP && entry.control != IDC_TLS_SERVER_OCSP,
-                      IsEnabled(Item(page, entry.control)))
-                << Narrow(entry.name);
-        EXPECT_EQ(BST_CHECKED, CheckState(Item(page, IDC_TLS_CLIENT_OCSP)));
-    });
-    EXPECT_TRUE(::MoveFileW((ocsp + L".aside").c_str(), ocsp.c_str()));
+    {
+        applettest::HiddenFile ocsp(applettest::kProductDir + std::wstring(L"kvocsp.dll"));
+        RunPage([](HWND, HWND page) {
+            for (const applet::TlsSwitch& entry : applet::kTlsSwitches)
+                EXPECT_EQ(
+                    entry.control != IDC_TLS_CLIENT_OCSP && entry.control != IDC_TLS_SERVER_OCSP,
+                    IsEnabled(Item(page, entry.control)))
+                    << Narrow(entry.name);
+            EXPECT_EQ(BST_CHECKED, CheckState(Item(page, IDC_TLS_CLIENT_OCSP)));
+        });
+    }
 
     testbed::ScopedKnob readOnly(knobs::kAccess, store::kParameters, knobs::kRead);
     RunPage([](HWND, HWND page) {
