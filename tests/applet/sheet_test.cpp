@@ -96,15 +96,9 @@ TEST(LanguageBases, APageStartsWithTheItemsOfItsTemplateInTheStoresLanguage) {
         SCOPED_TRACE(c.language);
         applettest::SetLanguages(c.language, std::nullopt);
         applet::CPropertyPageLang page(kTemplate);
-        ui::PropertySheet sheet;
-        sheet.SetCaption(L"Initialisation data");
-        sheet.AddPage(page);
-        RunModal([&] { return sheet.DoModal(); },
-                 [&] {
-                     HWND hwnd = WaitForWindow({L"#32770", L"Initialisation data"});
-                     EXPECT_EQ(c.items, ComboItems(Item(hwnd, kCombo)));
-                     PressSheetButton(hwnd, PSBTN_CANCEL);
-                 });
+        applettest::RunPageAlone(page, L"Initialisation data", [&](HWND, HWND hwnd) {
+            EXPECT_EQ(c.items, ComboItems(Item(hwnd, kCombo)));
+        });
     }
     applettest::SetLanguages(std::nullopt, std::nullopt);
 }
