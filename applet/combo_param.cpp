@@ -1,7 +1,7 @@
 #include "applet/combo_param.h"
 
 #include "applet/strings.h"
-#include "wizards/crypt_reads.h"
+#include "applet/crypt_reads.h"
 
 #include <cstring>
 

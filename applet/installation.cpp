@@ -1,6 +1,8 @@
 #include "applet/installation.h"
 
+#include "applet/crypt_reads.h"
 #include "applet/module_state.h"
+#include "applet/provider_params.h"
 #include "applet/support.h"
 #include "ui/handles.h"
 
@@ -19,16 +21,6 @@ constexpr wchar_t kProductCode[] = L"{B4E93F27-6A15-4D8C-8E02-7A39C15D6E80}";
 constexpr wchar_t kOtherProductCode[] = L"{5C71E0A9-2B84-4F3D-9A66-D18E42B70C25}";
 constexpr wchar_t kConsoleComponents[][39] = {L"{2A6F8D13-E947-4B20-A5C8-91D3F07E46B2}",
                                               L"{E7C05B94-1D38-4A6E-8F27-C4B9A20D5318}"};
-
-// The provider's own parameters.
-constexpr DWORD kParamProtectionClass = 129;
-constexpr DWORD kParamBuild = 138;
-
-bool GetDword(HCRYPTPROV provider, DWORD param, DWORD& value) {
-    DWORD length = sizeof(value);
-    return ::CryptGetProvParam(provider, param, reinterpret_cast<BYTE*>(&value), &length, 0) &&
-           length == sizeof(value);
-}
 
 }  // namespace
 
@@ -86,13 +78,14 @@ std::wstring CoreVersionText(const std::wstring& provider) {
     // The provider's build record: version, build number, debug flag and two of its own.
     DWORD build[5] = {};
     DWORD length = sizeof(build);
-    if (!GetDword(context.get(), PP_VERSION, version) ||
+    if (!ReadDword(ProvParam(context.get(), PP_VERSION), version) ||
         !::CryptGetProvParam(context.get(), kParamBuild, reinterpret_cast<BYTE*>(build), &length,
                              0) ||
         length < 3 * sizeof(DWORD))
         return {};
     DWORD protectionClass = 0;
-    if (!GetDword(context.get(), kParamProtectionClass, protectionClass)) protectionClass = 0;
+    if (!ReadDword(ProvParam(context.get(), kParamProtectionClass), protectionClass))
+        protectionClass = 0;
     return FormatCoreVersion(version, build[1], protectionClass, build[2] == 1);
 }
 

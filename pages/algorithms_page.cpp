@@ -1,6 +1,7 @@
 #include "pages/algorithms_page.h"
 
 #include "applet/installation.h"
+#include "applet/provider_params.h"
 #include "applet/support.h"
 #include "resource.h"
 #include "ui/data_exchange.h"
@@ -12,9 +13,6 @@ namespace {
 
 constexpr int kComboIds[] = {IDC_ALGORITHMS_HASH, IDC_ALGORITHMS_ENCRYPTION,
                              IDC_ALGORITHMS_SIGNATURE, IDC_ALGORITHMS_DH};
-
-// The provider's own flag besides CRYPT_VERIFYCONTEXT: no user interface of its own.
-constexpr DWORD kVerifyContextFlags = CRYPT_VERIFYCONTEXT | 0x4000;
 
 // The registered display name of provider type `type`; "" when there is none.
 std::wstring TypeName(const wchar_t* key) {
@@ -36,7 +34,10 @@ std::wstring TypeName(const wchar_t* key) {
 
 CPropPageConfigCSPOID::CPropPageConfigCSPOID()
     : CPropPageConfigBase(IDD_PAGE_ALGORITHMS),
-      combos_{{103, 92}, {104, 93}, {105, 94}, {106, 95}} {}
+      combos_{{kParamHashSets, kParamHashSet},
+              {kParamCipherSets, kParamCipherSet},
+              {kParamSignatureSets, kParamSignatureSet},
+              {kParamDhSets, kParamDhSet}} {}
 
 BOOL CPropPageConfigCSPOID::OnInitDialog() {
     CPropPageConfigBase::OnInitDialog();
@@ -76,7 +77,7 @@ void CPropPageConfigCSPOID::AcquireContext() {
                            ? static_cast<DWORD>(types.ItemData(typeIndex_))
                            : 0;
     const std::wstring provider = ProductProviderName(InstallationProductCode());
-    if (!context_->Acquire(kVerifyContextFlags, nullptr, provider.c_str(), type)) context_.reset();
+    if (!context_->Acquire(kQueryContextFlags, nullptr, provider.c_str(), type)) context_.reset();
 }
 
 void CPropPageConfigCSPOID::FillParameters() {

@@ -1,5 +1,6 @@
 #include "pages/security_page.h"
 
+#include "applet/provider_params.h"
 #include "applet/strings.h"
 #include "applet/support.h"
 #include "resource.h"
@@ -27,15 +28,10 @@ constexpr wchar_t kModuleValue[] = L"KV Module Name";
 constexpr wchar_t kServiceModule[] = L"kvcspr.dll";
 constexpr wchar_t kMemoryModule[] = L"kvcspi.dll";
 
-// Parameters of the provider being configured.
-constexpr DWORD kParamCache = 115;            // get: size, maximum, available; set: size
-constexpr DWORD kParamProtectionClass = 129;  // get: 1 "KC1" ... 6 "KA1"
-constexpr DWORD kParamDhControl = 143;        // get: state, changeable; set: state
+// Values of the provider's parameters.
 constexpr DWORD kDhOff = 1;
 constexpr DWORD kDhOn = 2;
 constexpr DWORD kClassKC1 = 1;
-// A verification context that never asks for a carrier.
-constexpr DWORD kAcquireFlags = CRYPT_VERIFYCONTEXT | 0x4000;
 
 // More keys than this the keys storage service can't hold, whatever the provider offers.
 constexpr DWORD kCacheLimit = 2457;
@@ -277,7 +273,7 @@ void CPropPageConfigCSPSecurity::AcquireProvider() {
     ui::ComboBox providers(Item(IDC_SECURITY_PROVIDER));
     const DWORD type = static_cast<DWORD>(providers.ItemData(provider_));
     protectionClass_ = 0;
-    if (context_.Acquire(kAcquireFlags, nullptr, ProviderName().c_str(), type))
+    if (context_.Acquire(kQueryContextFlags, nullptr, ProviderName().c_str(), type))
         GetParam(context_.Handle(), kParamProtectionClass, protectionClass_);
 }
 

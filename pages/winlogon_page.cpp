@@ -1,5 +1,6 @@
 #include "pages/winlogon_page.h"
 
+#include "applet/provider_params.h"
 #include "applet/strings.h"
 #include "applet/support.h"
 #include "pages/hardware_page.h"
@@ -17,8 +18,6 @@ constexpr wchar_t kEnableDefaultReader[] = L"EnableDefaultReader";
 constexpr wchar_t kProviderKey[] = L"Software\\Microsoft\\Cryptography\\Defaults\\Provider\\";
 constexpr wchar_t kKdcKey[] = L"SYSTEM\\CurrentControlSet\\Services\\kdc\\Parameters";
 constexpr wchar_t kKdcValue[] = L"NotChangeDefaultVerifyProvider";
-// A context for queries only, with the product's own flag that its settings pages pass.
-constexpr DWORD kQueryContextFlags = CRYPT_VERIFYCONTEXT | 0x4000;
 
 using TextFn = DWORD (*)(support::Context, DWORD*, wchar_t*);
 

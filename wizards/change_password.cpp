@@ -1,13 +1,12 @@
 #include "wizards/change_password.h"
 
+#include "applet/provider_params.h"
 #include "applet/strings.h"
 #include "resource.h"
 
 namespace applet {
 
 namespace {
-
-constexpr DWORD kChangePasswordParam = 108;
 
 // Kind 4 with no value: the provider runs the change through its own dialogs.
 struct ChangePasswordRequest {
@@ -28,7 +27,7 @@ BOOL CWizPageChangePasswordSelectContainer::OnWizardFinish() {
     ClientWindowScope owner(hwnd());
     if (!AcquireSelectedContainer(wizard_.context, 0)) return FALSE;
     ChangePasswordRequest request;
-    if (::CryptSetProvParam(wizard_.context.Handle(), kChangePasswordParam,
+    if (::CryptSetProvParam(wizard_.context.Handle(), kParamChangePassword,
                             reinterpret_cast<const BYTE*>(&request), 0))
         return TRUE;
     ErrorMessageBox(::GetLastError());

@@ -1,10 +1,11 @@
 #include "wizards/container_check.h"
 
+#include "applet/crypt_reads.h"
+#include "applet/provider_params.h"
 #include "applet/strings.h"
 #include "resource.h"
 #include "ui/handles.h"
 #include "ui/resources.h"
-#include "wizards/crypt_reads.h"
 
 #include <algorithm>
 #include <cstring>
@@ -18,14 +19,9 @@ using Bytes = std::vector<BYTE>;
 
 constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 
-// The provider's own parameters.
-constexpr DWORD kKeysLoadingParam = 109;
-constexpr DWORD kFqcnParam = 111;
-constexpr DWORD kIntegrityParam = 146;
+// States of the integrity parameter.
 constexpr DWORD kIntegrityCorrupted = 0x00000001;
 constexpr DWORD kIntegrityUnknown = 0x40000000;
-constexpr DWORD kKeyExchangeParamSet = 106;
-constexpr DWORD kKeyHashParamSet = 103;
 
 constexpr ALG_ID kHashAlgorithm = 0x801E;  // GOST R 34.11-94
 constexpr wchar_t kTestData[] = L"Hello World";
@@ -58,12 +54,6 @@ std::wstring FromAnsi(const char* text, size_t length) {
 std::wstring AnsiText(const Bytes& data) {
     const char* text = reinterpret_cast<const char*>(data.data());
     return FromAnsi(text, ::strnlen(text, data.size()));
-}
-
-template <class Get>
-bool ReadDword(Get get, DWORD& value) {
-    DWORD size = sizeof(value);
-    return get(reinterpret_cast<BYTE*>(&value), &size);
 }
 
 bool ExportPublicKey(HCRYPTKEY key, Bytes& blob) {
@@ -201,12 +191,12 @@ public:
         Row(IDS_CONTAINER_HEADER, std::wstring());
         ProviderTextRow(PP_CONTAINER, IDS_CHECK_NAME);
         ProviderTextRow(PP_UNIQUE_CONTAINER, IDS_CHECK_UNIQUE_NAME);
-        ProviderTextRow(kFqcnParam, IDS_CHECK_FQCN);
+        ProviderTextRow(kParamFqcn, IDS_CHECK_FQCN);
         Integrity();
         Key(AT_KEYEXCHANGE);
         Key(AT_SIGNATURE);
         DWORD loaded = 0;
-        if (ReadDword(ProvParam(prov_, kKeysLoadingParam), loaded))
+        if (ReadDword(ProvParam(prov_, kParamKeysLoading), loaded))
             Row(IDS_CHECK_KEYS_LOADING, IDS_CHECK_SUCCEED);
         else
             ErrorRow(IDS_CHECK_KEYS_LOADING);
@@ -244,7 +234,7 @@ private:
 
     void Integrity() {
         DWORD state = 0;
-        if (!ReadDword(ProvParam(prov_, kIntegrityParam), state)) {
+        if (!ReadDword(ProvParam(prov_, kParamIntegrity), state)) {
             ErrorRow(IDS_CHECK_INTEGRITY);
             return;
         }
@@ -315,7 +305,7 @@ private:
             Row(IDS_CHECK_KEY_EXPORT,
                 (permissions & CRYPT_EXPORT) ? IDS_CHECK_ALLOWED : IDS_CHECK_DISALLOWED);
         Algorithm(key.get());
-        for (DWORD param : {kKeyExchangeParamSet, kKeyHashParamSet}) {
+        for (DWORD param : {kKeyParamDhSet, kKeyParamHashSet}) {
             Bytes set;
             if (ReadSized(KeyParam(key.get(), param), set)) DetailRow(AnsiText(set));
         }

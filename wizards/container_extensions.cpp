@@ -1,6 +1,7 @@
 #include "wizards/container_extensions.h"
 
-#include "wizards/crypt_reads.h"
+#include "applet/crypt_reads.h"
+#include "applet/provider_params.h"
 
 #include <algorithm>
 #include <cstring>
@@ -21,8 +22,6 @@ bool CContainerExtensionEnum::OnExtension(const BYTE*, const char*, DWORD, LONG)
 namespace applet {
 
 namespace {
-
-constexpr DWORD kExtensionsParam = 133;
 
 // 0 at the end of the list, else the error.
 DWORD ListingError() {
@@ -52,7 +51,7 @@ ExtensionListing EnumContainerExtensions(HCRYPTPROV container, ATL2::CContainerE
                                          ExtensionFetch fetch) {
     ExtensionListing listing;
     DWORD length = 0;
-    if (!::CryptGetProvParam(container, kExtensionsParam, nullptr, &length, CRYPT_FIRST)) {
+    if (!::CryptGetProvParam(container, kParamExtensions, nullptr, &length, CRYPT_FIRST)) {
         listing.error = ListingError();
         return listing;
     }
@@ -62,7 +61,7 @@ ExtensionListing EnumContainerExtensions(HCRYPTPROV container, ATL2::CContainerE
     // Flag 0 after the first fetch, not CRYPT_NEXT: the provider goes on from the last fetch.
     for (DWORD flags = CRYPT_FIRST;; flags = 0) {
         if (fetch == ExtensionFetch::kWholeBuffer) length = room;
-        if (!::CryptGetProvParam(container, kExtensionsParam, record.data(), &length, flags)) {
+        if (!::CryptGetProvParam(container, kParamExtensions, record.data(), &length, flags)) {
             listing.error = ListingError();
             return listing;
         }

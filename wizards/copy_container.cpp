@@ -1,10 +1,11 @@
 #include "wizards/copy_container.h"
 
+#include "applet/crypt_reads.h"
+#include "applet/provider_params.h"
 #include "applet/strings.h"
 #include "resource.h"
 #include "ui/controls.h"
 #include "ui/handles.h"
-#include "wizards/crypt_reads.h"
 
 #include <new>
 
@@ -12,18 +13,13 @@ namespace applet {
 
 namespace {
 
-// The provider's own numbers.
-constexpr DWORD kHashSetParam = 92;
-constexpr DWORD kCipherSetParam = 93;
-constexpr DWORD kAddExtensionParam = 132;
-constexpr DWORD kKeyHashSetParam = 103;
-constexpr DWORD kKeyDhSetParam = 106;
+// The provider's own algorithms and flag.
 constexpr ALG_ID kSessionAlgorithm = 0x661E;
 constexpr ALG_ID kKeyWrapAlgorithm = 0x661F;
 constexpr ALG_ID kEphemeralAlgorithm = 0xAA25;
 constexpr DWORD kCopyTargetFlag = 0x00040000;
 
-// Parameter 132: one extension to add to the container.
+// What kParamAddExtension takes: one extension to add to the container.
 struct ExtensionRequest {
     const char* oid;
     DWORD critical;
@@ -77,8 +73,8 @@ struct Ephemeral {
 bool MakeEphemeral(HCRYPTPROV prov, const Ephemeral* peer, Ephemeral& own) {
     if (!peer) {
         if (!::CryptGenKey(prov, kEphemeralAlgorithm, CRYPT_EXPORTABLE, own.key.put()) ||
-            !ReadSized(KeyParam(own.key.get(), kKeyHashSetParam), own.hashSet) ||
-            !ReadSized(KeyParam(own.key.get(), kKeyDhSetParam), own.dhSet))
+            !ReadSized(KeyParam(own.key.get(), kKeyParamHashSet), own.hashSet) ||
+            !ReadSized(KeyParam(own.key.get(), kKeyParamDhSet), own.dhSet))
             return false;
     } else {
         // KP_X completes the key from the provider's own material: there is no data to pass,
@@ -86,8 +82,8 @@ bool MakeEphemeral(HCRYPTPROV prov, const Ephemeral* peer, Ephemeral& own) {
         const BYTE none = 0;
         if (!::CryptGenKey(prov, kEphemeralAlgorithm, CRYPT_EXPORTABLE | CRYPT_PREGEN,
                            own.key.put()) ||
-            !::CryptSetKeyParam(own.key.get(), kKeyHashSetParam, peer->hashSet.data(), 0) ||
-            !::CryptSetKeyParam(own.key.get(), kKeyDhSetParam, peer->dhSet.data(), 0) ||
+            !::CryptSetKeyParam(own.key.get(), kKeyParamHashSet, peer->hashSet.data(), 0) ||
+            !::CryptSetKeyParam(own.key.get(), kKeyParamDhSet, peer->dhSet.data(), 0) ||
             !::CryptSetKeyParam(own.key.get(), KP_X, &none, 0))
             return false;
     }
@@ -163,8 +159,8 @@ BOOL CopyState::AcquireVerification(const std::wstring& provider, DWORD type) {
 }
 
 DWORD CopyState::Read(HCRYPTPROV source) {
-    if (!ReadTextParam(source, kHashSetParam, hashSet) ||
-        !ReadTextParam(source, kCipherSetParam, cipherSet))
+    if (!ReadTextParam(source, kParamHashSet, hashSet) ||
+        !ReadTextParam(source, kParamCipherSet, cipherSet))
         return LastError();
 
     extensions.clear();
@@ -207,8 +203,8 @@ DWORD CopyState::Read(HCRYPTPROV source) {
 }
 
 DWORD CopyState::Write(HCRYPTPROV destination) const {
-    if (!WriteTextParam(destination, kHashSetParam, hashSet) ||
-        !WriteTextParam(destination, kCipherSetParam, cipherSet))
+    if (!WriteTextParam(destination, kParamHashSet, hashSet) ||
+        !WriteTextParam(destination, kParamCipherSet, cipherSet))
         return LastError();
 
     // The transfer changes the key it moves; the state's own stays as it was for another try.
@@ -239,7 +235,7 @@ DWORD CopyState::Write(HCRYPTPROV destination) const {
         if (!item) return static_cast<DWORD>(NTE_BAD_DATA);
         const ExtensionRequest request{item->oid.c_str(), static_cast<DWORD>(item->critical),
                                        item->length, item->value};
-        if (!::CryptSetProvParam(destination, kAddExtensionParam,
+        if (!::CryptSetProvParam(destination, kParamAddExtension,
                                  reinterpret_cast<const BYTE*>(&request), 0))
             return LastError();
     }

@@ -1,6 +1,7 @@
 #include "wizards/select_container.h"
 
 #include "applet/module_state.h"
+#include "applet/provider_params.h"
 #include "applet/strings.h"
 #include "applet/support.h"
 #include "resource.h"
@@ -47,7 +48,6 @@ namespace applet {
 namespace {
 
 constexpr DWORD kProductProviderType = 75;
-constexpr DWORD kPickContainerParam = 110;
 
 std::wstring ApplicationDirectory() {
     std::wstring path = ModulePath();
@@ -235,7 +235,7 @@ void CWizPageSelectContainer::Browse() {
     }
     BYTE name[513] = {};
     DWORD length = sizeof(name);
-    if (!::CryptGetProvParam(context.get(), kPickContainerParam, name, &length, 0)) return;
+    if (!::CryptGetProvParam(context.get(), kParamPickContainer, name, &length, 0)) return;
     name[sizeof(name) - 1] = 0;
     int chars = ::MultiByteToWideChar(CP_ACP, 0, reinterpret_cast<const char*>(name), -1, nullptr, 0);
     std::wstring wide(chars > 0 ? chars : 1, L'\0');

@@ -1,11 +1,14 @@
 #include "applet_fixture.h"
 
+#include "applet/support.h"
 #include "driver/driver.h"
 #include "resource.h"
 #include "ui/handles.h"
 #include "ui/resources.h"
 
 #include <gtest/gtest.h>
+
+#include <cpl.h>
 
 namespace applettest {
 
@@ -16,8 +19,8 @@ constexpr wchar_t kStoreConfig[] = L"Software\\Kelvane\\Testbed\\Store\\config";
 
 void SetDword(HKEY hive, const wchar_t* key, const wchar_t* name, std::optional<DWORD> value) {
     if (value) {
-        ASSERT_EQ(ERROR_SUCCESS, ::RegSetKeyValueW(hive, key, name, REG_DWORD, &*value,
-                                                   sizeof(DWORD)));
+        ASSERT_EQ(ERROR_SUCCESS,
+                  ::RegSetKeyValueW(hive, key, name, REG_DWORD, &*value, sizeof(DWORD)));
     } else {
         ::RegDeleteKeyValueW(hive, key, name);
     }
@@ -38,7 +41,8 @@ private:
 
 class TestSheet : public applet::CPropSheetControlPanel {
 public:
-    TestSheet() : first_(IDD_PAGE_GENERAL, 0), second_(IDD_PAGE_HARDWARE, 1), third_(IDD_PAGE_SERVICE, 2) {
+    TestSheet()
+        : first_(IDD_PAGE_GENERAL, 0), second_(IDD_PAGE_HARDWARE, 1), third_(IDD_PAGE_SERVICE, 2) {
         ++SheetState().built;
         SetCaption(kTestSheetCaption);
         AddPage(first_);
@@ -128,7 +132,54 @@ TestSheetState& SheetState() {
     return state;
 }
 
-applet::CPropSheetControlPanel* NewTestSheet() { return new TestSheet(); }
+applet::CPropSheetControlPanel* NewTestSheet() {
+    return new TestSheet();
+}
+
+// The sheet opened on `page` as the Control Panel opens it: `before` answers what comes up while
+// the page starts, `script` gets the sheet once the page shows.
+void RunSheet(int page, const std::function<void(HWND)>& script,
+              const std::function<void()>& before) {
+    HMODULE module = ::LoadLibraryW((std::wstring(kProductDir) + L"kvconfig.cpl").c_str());
+    ASSERT_TRUE(module);
+    auto cpl = reinterpret_cast<APPLET_PROC>(
+        reinterpret_cast<void*>(::GetProcAddress(module, "CPlApplet")));
+    ASSERT_EQ(1, cpl(nullptr, CPL_INIT, 0, 0));
+    const std::string start = std::to_string(page);
+    driver::RunModal(
+        [&] { return INT_PTR{cpl(nullptr, CPL_STARTWPARMSA, 0, LPARAM(start.c_str()))}; },
+        [&] {
+            if (before) before();
+            HWND sheet = nullptr;
+            driver::WaitUntil(
+                [&] {
+                    for (HWND hwnd : driver::TopLevelWindows())
+                        if (driver::Text(hwnd) == L"Vestra CSP" && !driver::IsMessageBox(hwnd))
+                            sheet = hwnd;
+                    return sheet && driver::ActivePageIndex(sheet) == page;
+                },
+                "the sheet on page " + start);
+            script(sheet);
+            driver::PressSheetButton(sheet, PSBTN_CANCEL);
+            driver::WaitUntilGone(sheet);
+        });
+    cpl(nullptr, CPL_EXIT, 0, 0);
+    ::FreeLibrary(module);
+}
+
+std::optional<DWORD> StoredLong(const std::wstring& path) {
+    DWORD value = 0;
+    if (support::support_registry_get_long(path.c_str(), &value) != 0) return std::nullopt;
+    return value;
+}
+
+HiddenFile::HiddenFile(const std::wstring& path) : path_(path) {
+    EXPECT_TRUE(::MoveFileW(path_.c_str(), (path_ + L".hidden").c_str())) << driver::Narrow(path);
+}
+
+HiddenFile::~HiddenFile() {
+    ::MoveFileW((path_ + L".hidden").c_str(), path_.c_str());
+}
 
 std::wstring TemplateCaption(HMODULE module, UINT id, LANGID language) {
     // DLGTEMPLATEEX: fixed header, then menu, class and caption as sz_Or_Ord fields.

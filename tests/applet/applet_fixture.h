@@ -5,9 +5,11 @@
 
 #include "applet/config_sheet.h"
 #include "applet/page_base.h"
+#include "page_script.h"
 
 #include <windows.h>
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -40,6 +42,27 @@ struct TestSheetState {
 TestSheetState& SheetState();
 applet::CPropSheetControlPanel* NewTestSheet();
 constexpr wchar_t kTestSheetCaption[] = L"Applet test sheet";
+
+// The installed applet's sheet opened on `page` as the Control Panel opens it: `before` answers
+// what comes up while the page starts, `script` gets the sheet once the page shows; the sheet is
+// cancelled after it.
+void RunSheet(int page, const std::function<void(HWND sheet)>& script,
+              const std::function<void()>& before = {});
+
+// A value of the configuration store read as the applet reads it; nullopt when it is absent.
+std::optional<DWORD> StoredLong(const std::wstring& path);
+
+// Makes an installed file disappear for the scope.
+class HiddenFile {
+public:
+    explicit HiddenFile(const std::wstring& path);
+    ~HiddenFile();
+    HiddenFile(const HiddenFile&) = delete;
+    HiddenFile& operator=(const HiddenFile&) = delete;
+
+private:
+    std::wstring path_;
+};
 
 // The caption of a dialog template (the tab title of a page).
 std::wstring TemplateCaption(HMODULE module, UINT id, LANGID language);

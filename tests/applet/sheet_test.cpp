@@ -96,44 +96,24 @@ TEST(LanguageBases, APageStartsWithTheItemsOfItsTemplateInTheStoresLanguage) {
         SCOPED_TRACE(c.language);
         applettest::SetLanguages(c.language, std::nullopt);
         applet::CPropertyPageLang page(kTemplate);
-        ui::PropertySheet sheet;
-        sheet.SetCaption(L"Initialisation data");
-        sheet.AddPage(page);
-        RunModal([&] { return sheet.DoModal(); },
-                 [&] {
-                     HWND hwnd = WaitForWindow({L"#32770", L"Initialisation data"});
-                     EXPECT_EQ(c.items, ComboItems(Item(hwnd, kCombo)));
-                     PressSheetButton(hwnd, PSBTN_CANCEL);
-                 });
+        applettest::RunPageAlone(page, L"Initialisation data", [&](HWND, HWND hwnd) {
+            EXPECT_EQ(c.items, ComboItems(Item(hwnd, kCombo)));
+        });
     }
     applettest::SetLanguages(std::nullopt, std::nullopt);
 }
 
-struct RestartCall {
-    int count = 0;
-    UINT flags = 0;
-    DWORD reason = 0;
-};
-RestartCall g_restart;
-
-BOOL WINAPI RecordRestart(UINT flags, DWORD reason) {
-    ++g_restart.count;
-    g_restart.flags = flags;
-    g_restart.reason = reason;
-    return TRUE;
-}
-
 TEST(PageBase, RebootGoesThroughTheRestartSeam) {
-    applet::RestartFunction previous = applet::SetRestartFunction(RecordRestart);
+    applettest::ScopedSeams seams;
     class Page : public applet::CPropPageConfigBase {
     public:
         Page() : CPropPageConfigBase(IDD_PAGE_SECURITY) {}
     } page;
     EXPECT_TRUE(page.RebootSystem());
-    applet::SetRestartFunction(previous);
-    EXPECT_EQ(1, g_restart.count);
-    EXPECT_EQ(static_cast<UINT>(EWX_REBOOT), g_restart.flags);
-    EXPECT_EQ(0x80040001u, g_restart.reason);
+    const auto& restart = applettest::ScopedSeams::Restarts();
+    EXPECT_EQ(1, restart.count);
+    EXPECT_EQ(static_cast<UINT>(EWX_REBOOT), restart.flags);
+    EXPECT_EQ(0x80040001u, restart.reason);
 }
 
 }  // namespace

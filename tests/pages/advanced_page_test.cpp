@@ -1,14 +1,13 @@
 // The Advanced page: the modules it lists against the files behind them, its orders, its text,
 // and the installed applet's page sorted by header clicks, copied to the clipboard, and opening
 // the user input timeout dialog.
+#include "applet_fixture.h"
 #include "driver/driver.h"
 #include "pages/module_list.h"
 #include "resource.h"
 #include "version.h"
 
 #include <gtest/gtest.h>
-
-#include <cpl.h>
 
 #include <algorithm>
 #include <cwchar>
@@ -18,7 +17,7 @@ namespace {
 using namespace driver;
 using applet::ModuleRow;
 
-const std::wstring kProductDir = L"C:\\Program Files\\Kelvane\\Vestra CSP\\";
+const std::wstring kProductDir = applettest::kProductDir;
 const std::wstring kProductVersion = TEXT(KV_TESTBED_VERSION_TEXT);
 
 std::wstring SystemDir(UINT(WINAPI* get)(LPWSTR, UINT)) {
@@ -211,63 +210,46 @@ TEST(AdvancedPage, ListsSortsAndCopiesTheModulesAndOpensTheTimeoutDialog) {
         for (const ModuleRow& row : rows) expected.push_back(Fields(row));
     }
 
-    HMODULE module = ::LoadLibraryW((kProductDir + L"kvconfig.cpl").c_str());
-    ASSERT_TRUE(module);
-    auto cpl = reinterpret_cast<APPLET_PROC>(
-        reinterpret_cast<void*>(::GetProcAddress(module, "CPlApplet")));
-    ASSERT_TRUE(cpl);
-    ASSERT_EQ(1, cpl(nullptr, CPL_INIT, 0, 0));
+    applettest::RunSheet(3, [&](HWND sheet) {
+        HWND list = Item(ActivePage(sheet), IDC_ADVANCED_VERSIONS);
+        EXPECT_EQ(L"^   ", Arrows(list));
+        EXPECT_EQ(expected, ListRows(list)) << "by name, as the files are";
 
-    RunModal(
-        [&] { return INT_PTR{cpl(nullptr, CPL_STARTWPARMSA, 0, reinterpret_cast<LPARAM>("3"))}; },
-        [&] {
-            HWND sheet = WaitForWindow({L"#32770", L"Vestra CSP"});
-            WaitUntil([&] { return ActivePageIndex(sheet) == 3; }, "the Advanced page");
-            HWND list = Item(ActivePage(sheet), IDC_ADVANCED_VERSIONS);
-            EXPECT_EQ(L"^   ", Arrows(list));
-            EXPECT_EQ(expected, ListRows(list)) << "by name, as the files are";
-
-            ClickHeader(list, applet::kColumnVersion);
-            EXPECT_EQ(L" ^  ", Arrows(list));
-            ClickHeader(list, applet::kColumnVersion);
-            EXPECT_EQ(L" v  ", Arrows(list));
-            std::vector<std::vector<std::wstring>> rows = ListRows(list);
-            ASSERT_EQ(expected.size(), rows.size());
-            int ties = 0;
-            for (size_t i = 1; i < rows.size(); ++i) {
-                const int version = Icmp(rows[i - 1][1], rows[i][1]);
-                EXPECT_GE(version, 0) << "row " << i << " by version, descending";
-                if (version == 0) {
-                    ++ties;
-                    EXPECT_GE(Icmp(rows[i - 1][0], rows[i][0]), 0)
-                        << "row " << i << " by name, descending, within one version";
-                }
+        ClickHeader(list, applet::kColumnVersion);
+        EXPECT_EQ(L" ^  ", Arrows(list));
+        ClickHeader(list, applet::kColumnVersion);
+        EXPECT_EQ(L" v  ", Arrows(list));
+        std::vector<std::vector<std::wstring>> rows = ListRows(list);
+        ASSERT_EQ(expected.size(), rows.size());
+        int ties = 0;
+        for (size_t i = 1; i < rows.size(); ++i) {
+            const int version = Icmp(rows[i - 1][1], rows[i][1]);
+            EXPECT_GE(version, 0) << "row " << i << " by version, descending";
+            if (version == 0) {
+                ++ties;
+                EXPECT_GE(Icmp(rows[i - 1][0], rows[i][0]), 0)
+                    << "row " << i << " by name, descending, within one version";
             }
-            EXPECT_GE(ties, 5) << "the product's modules share a version";
+        }
+        EXPECT_GE(ties, 5) << "the product's modules share a version";
 
-            ClickHeader(list, applet::kColumnPath);
-            EXPECT_EQ(L"   ^", Arrows(list));
-            rows = ListRows(list);
-            std::vector<std::wstring> paths = Column(rows, applet::kColumnPath);
-            EXPECT_TRUE(
-                std::is_sorted(paths.begin(), paths.end(),
-                               [](const auto& l, const auto& r) { return Icmp(l, r) < 0; }));
+        ClickHeader(list, applet::kColumnPath);
+        EXPECT_EQ(L"   ^", Arrows(list));
+        rows = ListRows(list);
+        std::vector<std::wstring> paths = Column(rows, applet::kColumnPath);
+        EXPECT_TRUE(std::is_sorted(paths.begin(), paths.end(),
+                                   [](const auto& l, const auto& r) { return Icmp(l, r) < 0; }));
 
-            Click(Item(ActivePage(sheet), IDC_ADVANCED_COPY));
-            const std::wstring text = Expected(rows);
-            WaitUntil([&] { return ClipboardText() == text; }, "the list on the clipboard");
+        Click(Item(ActivePage(sheet), IDC_ADVANCED_COPY));
+        const std::wstring text = Expected(rows);
+        WaitUntil([&] { return ClipboardText() == text; }, "the list on the clipboard");
 
-            Click(Item(ActivePage(sheet), IDC_ADVANCED_TIMEOUT));
-            HWND timeout = WaitForWindow({L"#32770", L"User input timeout", sheet, true});
-            EXPECT_FALSE(IsEnabled(sheet)) << "the timeout dialog is modal";
-            Click(Item(timeout, IDCANCEL));
-            WaitUntilGone(timeout);
-
-            PressSheetButton(sheet, PSBTN_CANCEL);
-            WaitUntilGone(sheet);
-        });
-    cpl(nullptr, CPL_EXIT, 0, 0);
-    ::FreeLibrary(module);
+        Click(Item(ActivePage(sheet), IDC_ADVANCED_TIMEOUT));
+        HWND timeout = WaitForWindow({L"#32770", L"User input timeout", sheet, true});
+        EXPECT_FALSE(IsEnabled(sheet)) << "the timeout dialog is modal";
+        Click(Item(timeout, IDCANCEL));
+        WaitUntilGone(timeout);
+    });
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 // each type offers, what Apply hands back to the provider, and the page for someone who may not
 // change it.
 #include "applet/combo_param.h"
+#include "applet_fixture.h"
 #include "driver/driver.h"
 #include "pages/algorithms_page.h"
 #include "resource.h"
@@ -59,58 +60,54 @@ protected:
         ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"Software\\Kelvane\\Testbed\\Store\\config\\oid");
     }
 
-    INT_PTR Run(const std::function<void(HWND sheet, HWND page)>& script) {
+    static void Run(const std::function<void(HWND sheet, HWND page)>& script,
+                    applettest::AfterScript after = applettest::AfterScript::kCancel) {
         applet::CPropPageConfigCSPOID page;
-        ui::PropertySheet sheet;
-        sheet.SetCaption(L"Algorithms page");
-        sheet.AddPage(page);
-        return RunModal([&] { return sheet.DoModal(); },
-                        [&] {
-                            HWND window = WaitForWindow({L"#32770", L"Algorithms page"});
-                            WaitUntil([&] { return ActivePage(window) != nullptr; }, "the page");
-                            script(window, ActivePage(window));
-                        });
+        applettest::RunPageAlone(page, L"Algorithms page", script, after);
     }
 };
 
 TEST_F(Algorithms, SwitchingTypesRebuildsTheListsAndApplyHandsTheChoiceToTheProvider) {
-    Run([&](HWND sheet, HWND page) {
-        HWND types = Item(page, IDC_ALGORITHMS_PROV_TYPE);
-        ASSERT_EQ(2u, ComboItems(types).size());
-        EXPECT_EQ(0, ComboSelection(types));
-        HWND signature = Item(page, IDC_ALGORITHMS_SIGNATURE);
-        const std::vector<std::wstring> signatures75 = ComboItems(signature);
-        EXPECT_EQ((std::vector<std::wstring>{L"Signature parameters A", L"Signature parameters B",
-                                             L"Signature parameters C", L"Test parameter set"}),
-                  signatures75);
-        for (int id : kCombos) {
-            EXPECT_TRUE(IsEnabled(Item(page, id))) << id;
-            EXPECT_EQ(0, ComboSelection(Item(page, id))) << id << ": the provider's default";
-        }
+    Run(
+        [&](HWND sheet, HWND page) {
+            HWND types = Item(page, IDC_ALGORITHMS_PROV_TYPE);
+            ASSERT_EQ(2u, ComboItems(types).size());
+            EXPECT_EQ(0, ComboSelection(types));
+            HWND signature = Item(page, IDC_ALGORITHMS_SIGNATURE);
+            const std::vector<std::wstring> signatures75 = ComboItems(signature);
+            EXPECT_EQ(
+                (std::vector<std::wstring>{L"Signature parameters A", L"Signature parameters B",
+                                           L"Signature parameters C", L"Test parameter set"}),
+                signatures75);
+            for (int id : kCombos) {
+                EXPECT_TRUE(IsEnabled(Item(page, id))) << id;
+                EXPECT_EQ(0, ComboSelection(Item(page, id))) << id << ": the provider's default";
+            }
 
-        SelectCombo(signature, 2);
-        WaitUntil([&] { return IsEnabled(SheetButton(sheet, kApply)); }, "Apply offered");
-        Click(sheet, kApply);
-        WaitUntil([&] { return !IsEnabled(SheetButton(sheet, kApply)); }, "applied");
-        EXPECT_EQ(L"1.2.643.2.2.35.3", ProviderDefault(L"Type 075", L"Signature"));
-        EXPECT_EQ(L"", ProviderDefault(L"Type 075", L"Hash")) << "only what changed is written";
+            SelectCombo(signature, 2);
+            WaitUntil([&] { return IsEnabled(SheetButton(sheet, kApply)); }, "Apply offered");
+            Click(sheet, kApply);
+            WaitUntil([&] { return !IsEnabled(SheetButton(sheet, kApply)); }, "applied");
+            EXPECT_EQ(L"1.2.643.2.2.35.3", ProviderDefault(L"Type 075", L"Signature"));
+            EXPECT_EQ(L"", ProviderDefault(L"Type 075", L"Hash")) << "only what changed is written";
 
-        // The product's provider is registered for type 75 only: under type 71 it gives no
-        // lists, and coming back builds them afresh.
-        HWND dh = Item(page, IDC_ALGORITHMS_DH);
-        SelectCombo(dh, 1);
-        WaitUntil([&] { return IsEnabled(SheetButton(sheet, kApply)); }, "Apply offered");
-        SelectCombo(types, 1);
-        WaitUntil([&] { return ComboItems(signature).empty(); }, "no type-71 lists");
-        for (int id : kCombos) EXPECT_FALSE(IsEnabled(Item(page, id))) << id;
-        SelectCombo(types, 0);
-        WaitUntil([&] { return ComboItems(signature) == signatures75; }, "the type-75 lists");
-        EXPECT_EQ(L"Signature parameters C", Selected(signature)) << "what the provider keeps";
-        EXPECT_EQ(0, ComboSelection(dh)) << "the choice not applied is gone";
-        Flush();
-        EXPECT_FALSE(IsEnabled(SheetButton(sheet, kApply)));
-        PressSheetButton(sheet, PSBTN_OK);
-    });
+            // The product's provider is registered for type 75 only: under type 71 it gives no
+            // lists, and coming back builds them afresh.
+            HWND dh = Item(page, IDC_ALGORITHMS_DH);
+            SelectCombo(dh, 1);
+            WaitUntil([&] { return IsEnabled(SheetButton(sheet, kApply)); }, "Apply offered");
+            SelectCombo(types, 1);
+            WaitUntil([&] { return ComboItems(signature).empty(); }, "no type-71 lists");
+            for (int id : kCombos) EXPECT_FALSE(IsEnabled(Item(page, id))) << id;
+            SelectCombo(types, 0);
+            WaitUntil([&] { return ComboItems(signature) == signatures75; }, "the type-75 lists");
+            EXPECT_EQ(L"Signature parameters C", Selected(signature)) << "what the provider keeps";
+            EXPECT_EQ(0, ComboSelection(dh)) << "the choice not applied is gone";
+            Flush();
+            EXPECT_FALSE(IsEnabled(SheetButton(sheet, kApply)));
+            PressSheetButton(sheet, PSBTN_OK);
+        },
+        applettest::AfterScript::kScriptCloses);
     EXPECT_EQ(L"", ProviderDefault(L"Type 075", L"DH"));
 }
 
@@ -118,12 +115,11 @@ TEST_F(Algorithms, WithoutTheRightOrTheListsNothingIsWritten) {
     {
         // The provider keeps the choices in the store; who may not write there only looks.
         ScopedKnob access(knobs::kAccess, L"\\config\\oid", knobs::kRead);
-        Run([&](HWND sheet, HWND page) {
+        Run([&](HWND, HWND page) {
             for (int id : kCombos) {
                 EXPECT_FALSE(IsEnabled(Item(page, id))) << id;
                 EXPECT_GE(ComboItems(Item(page, id)).size(), 2u) << id;
             }
-            PressSheetButton(sheet, PSBTN_CANCEL);
         });
     }
     {
@@ -134,14 +130,16 @@ TEST_F(Algorithms, WithoutTheRightOrTheListsNothingIsWritten) {
         ScopedKnob error(L"Software\\Kelvane\\Testbed\\Provider\\Fail\\CPGetProvParam.103",
                          knobs::kFailError, static_cast<DWORD>(NTE_BAD_TYPE));
         const long before = testbed::ProviderCalls()["CPSetProvParam.92"];
-        Run([&](HWND sheet, HWND page) {
-            HWND hash = Item(page, IDC_ALGORITHMS_HASH);
-            EXPECT_FALSE(IsEnabled(hash));
-            EXPECT_TRUE(ComboItems(hash).empty());
-            SelectCombo(Item(page, IDC_ALGORITHMS_ENCRYPTION), 1);
-            Click(sheet, IDOK);
-            WaitUntilGone(sheet);
-        });
+        Run(
+            [&](HWND sheet, HWND page) {
+                HWND hash = Item(page, IDC_ALGORITHMS_HASH);
+                EXPECT_FALSE(IsEnabled(hash));
+                EXPECT_TRUE(ComboItems(hash).empty());
+                SelectCombo(Item(page, IDC_ALGORITHMS_ENCRYPTION), 1);
+                Click(sheet, IDOK);
+                WaitUntilGone(sheet);
+            },
+            applettest::AfterScript::kScriptCloses);
         EXPECT_EQ(before, testbed::ProviderCalls()["CPSetProvParam.92"]);
         EXPECT_EQ(L"1.2.643.2.2.31.2", ProviderDefault(L"Type 075", L"Cipher"));
     }
@@ -174,20 +172,18 @@ TEST_F(Algorithms, WithoutRegisteredTypesThereIsNothingToConfigure) {
     {
         // The type-71 entry takes the first place but not the type: no provider answers.
         HiddenValue hidden(type75.c_str(), L"TypeName");
-        Run([&](HWND sheet, HWND page) {
+        Run([&](HWND, HWND page) {
             EXPECT_EQ(1u, ComboItems(Item(page, IDC_ALGORITHMS_PROV_TYPE)).size());
             for (int id : kCombos) EXPECT_FALSE(IsEnabled(Item(page, id))) << id;
-            PressSheetButton(sheet, PSBTN_CANCEL);
         });
         HiddenValue both(type71.c_str(), L"TypeName");
         const long acquired = testbed::ProviderCalls()["CPAcquireContext"];
-        Run([&](HWND sheet, HWND page) {
+        Run([&](HWND, HWND page) {
             EXPECT_TRUE(ComboItems(Item(page, IDC_ALGORITHMS_PROV_TYPE)).empty());
             for (int id : kCombos) {
                 EXPECT_FALSE(IsEnabled(Item(page, id))) << id;
                 EXPECT_TRUE(ComboItems(Item(page, id)).empty()) << id;
             }
-            PressSheetButton(sheet, PSBTN_CANCEL);
         });
         EXPECT_EQ(acquired, testbed::ProviderCalls()["CPAcquireContext"]);
     }

@@ -62,19 +62,12 @@ protected:
     // Opens the dialog from the Service page and runs `script` on it; the script closes it.
     static void RunDialog(const std::function<void(HWND dialog)>& script) {
         applet::CPropPageConfigCSPServices page;
-        ui::PropertySheet sheet;
-        sheet.SetCaption(L"Service");
-        sheet.AddPage(page);
-        RunModal(
-            [&] { return sheet.DoModal(); },
-            [&] {
-                HWND hwnd = WaitForWindow({L"#32770", L"Service"});
-                Click(ActivePage(hwnd), IDC_SERVICE_DELETE_PASSWORDS);
-                HWND dialog = WaitForWindow({L"#32770", L"Delete saved passwords", hwnd, true});
-                script(dialog);
-                WaitUntilGone(dialog);
-                PressSheetButton(hwnd, PSBTN_OK);
-            });
+        applettest::RunPageAlone(page, L"Service", [&](HWND sheet, HWND servicePage) {
+            Click(servicePage, IDC_SERVICE_DELETE_PASSWORDS);
+            HWND dialog = WaitForWindow({L"#32770", L"Delete saved passwords", sheet, true});
+            script(dialog);
+            WaitUntilGone(dialog);
+        });
     }
 };
 

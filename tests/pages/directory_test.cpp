@@ -3,7 +3,6 @@
 // on a domain controller with the system's save dialog.
 #include "applet_fixture.h"
 #include "client.h"
-#include "cpl_sheet.h"
 #include "driver/driver.h"
 #include "pages/domain_directory.h"
 #include "resource.h"

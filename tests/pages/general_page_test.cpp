@@ -20,17 +20,12 @@ namespace {
 
 using namespace driver;
 using applet::LanguageSettings;
+using applettest::StoredLong;
 using testbed::ScopedKnob;
 namespace knobs = testbed::knobs;
 
 constexpr int kRebuild = applet::CPropPageConfigBase::kSavedRebuild;
 constexpr int kFailed = applet::CPropPageConfigBase::kSaveFailed;
-
-std::optional<DWORD> Stored(const wchar_t* path) {
-    DWORD value = 0;
-    if (support::support_registry_get_long(path, &value) != 0) return std::nullopt;
-    return value;
-}
 
 // What the shell was asked to start ("verb file", in lower case); the answer is the test's.
 std::vector<std::wstring> shellCalls;
@@ -52,15 +47,10 @@ protected:
         applettest::SetLanguages(std::nullopt, std::nullopt);
         shellCalls.clear();
         shellAnswer = 42;
-        previous_ = applet::SetShellExecuteFunction(RecordShellCall);
     }
-    void TearDown() override {
-        applet::SetShellExecuteFunction(previous_);
-        applettest::SetLanguages(std::nullopt, std::nullopt);
-    }
+    void TearDown() override { applettest::SetLanguages(std::nullopt, std::nullopt); }
 
-private:
-    applet::ShellExecuteFunction previous_ = nullptr;
+    applettest::ScopedSeams seams_{RecordShellCall};
 };
 
 TEST_F(General, LanguageSaveInEveryCombinationOfAccess) {
@@ -95,8 +85,8 @@ TEST_F(General, LanguageSaveInEveryCombinationOfAccess) {
         settings.machineIndex = LanguageSettings::kMachineRussian;
         settings.userIndex = LanguageSettings::kUserEnglish;
         EXPECT_EQ(c.result, applet::SaveLanguageSettings(settings));
-        EXPECT_EQ(c.machine, Stored(store::kConfigLanguage));
-        EXPECT_EQ(c.user, Stored(store::kLocalLanguage));
+        EXPECT_EQ(c.machine, StoredLong(store::kConfigLanguage));
+        EXPECT_EQ(c.user, StoredLong(store::kLocalLanguage));
     }
 }
 
@@ -122,18 +112,6 @@ TEST_F(General, CoreVersionNamesTheProtectionClassAndADebugBuild) {
     }
     EXPECT_EQ(L"", applet::CoreVersionText(L"No such provider"));
 }
-
-// Makes the file of an installed component disappear for the scope.
-class HiddenFile {
-public:
-    explicit HiddenFile(const std::wstring& path) : path_(path) {
-        EXPECT_TRUE(::MoveFileW(path_.c_str(), (path_ + L".hidden").c_str()));
-    }
-    ~HiddenFile() { ::MoveFileW((path_ + L".hidden").c_str(), path_.c_str()); }
-
-private:
-    std::wstring path_;
-};
 
 const std::wstring kConsole = std::wstring(applettest::kProductDir) + L"kvpki.exe";
 const std::wstring kOldConsole = std::wstring(applettest::kProductDir) + L"kvpkiold.exe";
@@ -196,9 +174,9 @@ TEST_F(General, PageShowsTheInstallationAndOpensItsLinks) {
         // The console from either of its components, else the message.
         ClickLink(page, IDC_GENERAL_PKI_CONSOLE);
         {
-            HiddenFile hidden(kConsole);
+            applettest::HiddenFile hidden(kConsole);
             ClickLink(page, IDC_GENERAL_PKI_CONSOLE);
-            HiddenFile old(kOldConsole);
+            applettest::HiddenFile old(kOldConsole);
             ClickLink(page, IDC_GENERAL_PKI_CONSOLE);
             MessageBoxInfo box = AnswerMessageBox(IDOK);
             EXPECT_EQ(L"Failed to start \"Vestra PKI\" console", box.text);
@@ -243,8 +221,8 @@ TEST_F(General, RestrictedUserRestartsAsAdministratorOrSavesHisOwnLanguage) {
         WaitUntilGone(sheet);
     });
     EXPECT_EQ(IDRETRY, result) << "the sheet is built again in the new language";
-    EXPECT_EQ(std::nullopt, Stored(store::kLocalLanguage)) << "the invalid value is removed";
-    EXPECT_EQ(1033u, Stored(store::kConfigLanguage));
+    EXPECT_EQ(std::nullopt, StoredLong(store::kLocalLanguage)) << "the invalid value is removed";
+    EXPECT_EQ(1033u, StoredLong(store::kConfigLanguage));
 
     shellAnswer = 42;
     result = RunPage([&] {

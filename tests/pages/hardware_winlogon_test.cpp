@@ -3,7 +3,6 @@
 #include "applet/support.h"
 #include "applet_fixture.h"
 #include "client.h"
-#include "cpl_sheet.h"
 #include "driver/driver.h"
 #include "resource.h"
 #include "testbed/calls.h"
@@ -11,14 +10,17 @@
 
 #include <gtest/gtest.h>
 
+#include <cpl.h>
+
 #include <optional>
 
 namespace {
 
 using namespace driver;
-using applettest::RunSheet;
 namespace knobs = testbed::knobs;
 using Texts = std::vector<std::wstring>;
+using applettest::Apply;
+using applettest::RunSheet;
 
 // Opens a library window from the Hardware page and closes it; the page's windows are owned by
 // the sheet, which stays disabled meanwhile.
@@ -103,13 +105,6 @@ std::vector<LPARAM> ItemData(HWND combo) {
     for (int i = 0, n = int(::SendMessageW(combo, CB_GETCOUNT, 0, 0)); i < n; ++i)
         data.push_back(::SendMessageW(combo, CB_GETITEMDATA, i, 0));
     return data;
-}
-
-void Apply(HWND sheet) {
-    Flush();
-    ASSERT_TRUE(IsEnabled(SheetButton(sheet, kApply))) << "the page is modified";
-    PressSheetButton(sheet, PSBTN_APPLYNOW);
-    Flush();
 }
 
 // Readers in the registry's order: one without a connect name, one whose display name can't be

@@ -2,10 +2,10 @@
 // its cache, the Diffie-Hellman switch and the removable media switch, against the testbed's
 // providers, registry and store. The program runs from the product directory, so the page
 // lists the providers the installed applet would list.
-#include "applet/page_base.h"
 #include "applet/support.h"
 #include "driver/driver.h"
 #include "kvcsp.h"
+#include "page_script.h"
 #include "pages/security_page.h"
 #include "resource.h"
 #include "testbed/knobs.h"
@@ -22,6 +22,7 @@
 namespace {
 
 using namespace driver;
+using applettest::Apply;
 using wiztest::ScopedValue;
 
 // The registry's native and 32-bit views of the providers and their types.
@@ -67,12 +68,6 @@ DWORD Knob(const std::wstring& provider, const wchar_t* name) {
     return value;
 }
 
-int g_restarts = 0;
-BOOL WINAPI RecordRestart(UINT, DWORD) {
-    ++g_restarts;
-    return TRUE;
-}
-
 // The keys storage service deleted through the service manager for a scope, then made again
 // as it was installed. The manager handle that deleted it stays open meanwhile: under Wine the
 // deleted service opens again once that handle is closed.
@@ -98,26 +93,14 @@ private:
 // Opens the page alone in a sheet, runs `script` on it and cancels the sheet.
 void WithPage(const std::function<void(HWND sheet)>& script) {
     applet::CPropPageConfigCSPSecurity page;
-    ui::PropertySheet sheet;
-    sheet.SetCaption(kCaption);
-    sheet.AddPage(page);
-    RunModal([&] { return sheet.DoModal(); },
-             [&] {
-                 HWND hwnd = WaitForWindow({L"#32770", kCaption});
-                 script(hwnd);
-                 PressSheetButton(hwnd, PSBTN_CANCEL);
-                 WaitUntilGone(hwnd);
-             });
+    applettest::RunPageAlone(page, kCaption, [&](HWND sheet, HWND) { script(sheet); });
 }
 
 class SecurityPage : public ::testing::Test {
 protected:
-    void SetUp() override { previousRestart_ = applet::SetRestartFunction(RecordRestart); }
-
     // Back to the installation: its defaults and module names in both views, the providers'
     // answers, the store's switch.
     void TearDown() override {
-        applet::SetRestartFunction(previousRestart_);
         for (const std::wstring& view : kViews) {
             const std::wstring types =
                 view + L"Microsoft\\Cryptography\\Defaults\\Provider Types\\";
@@ -134,17 +117,12 @@ protected:
         support::support_registry_delete_param(store::kDisableShortcuts);
     }
 
-    applet::RestartFunction previousRestart_ = nullptr;
+    applettest::ScopedSeams seams_;
 };
 
 // A selection as the user makes it, handled before the test looks.
 void Choose(HWND combo, int index) {
     SelectCombo(combo, index);
-    Flush();
-}
-
-void Apply(HWND sheet) {
-    Click(SheetButton(sheet, kApply));
     Flush();
 }
 
@@ -203,7 +181,7 @@ TEST_F(SecurityPage, SwitchingTheModeAppliesCacheOffAndAsksToReboot) {
         EXPECT_EQ(kRebootQuestion, box.text);
         EXPECT_EQ(static_cast<UINT>(MB_ICONEXCLAMATION), box.icon);
         Flush();
-        EXPECT_EQ(0, g_restarts);
+        EXPECT_EQ(0, applettest::ScopedSeams::Restarts().count);
         EXPECT_EQ(0u, Knob(wiztest::kDefaultProvider, testbed::knobs::kCacheSize));
         for (const std::wstring& view : kViews)
             EXPECT_EQ(L"kvcspi.dll",
@@ -214,7 +192,7 @@ TEST_F(SecurityPage, SwitchingTheModeAppliesCacheOffAndAsksToReboot) {
         Click(SheetButton(sheet, kApply));
         EXPECT_EQ(kRebootQuestion, AnswerMessageBox(IDYES).text);
         Flush();
-        EXPECT_EQ(1, g_restarts);
+        EXPECT_EQ(1, applettest::ScopedSeams::Restarts().count);
         for (const std::wstring& view : kViews)
             EXPECT_EQ(L"kvcspr.dll",
                       RegText(view + kProviders + wiztest::kDefaultProvider, kModuleName));

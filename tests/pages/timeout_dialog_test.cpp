@@ -2,6 +2,7 @@
 // the system level greyed out for a user who may not change it.
 #include "applet/support.h"
 #include "applet_fixture.h"
+#include "client.h"
 #include "driver/driver.h"
 #include "pages/timeout_dialog.h"
 #include "resource.h"
@@ -77,13 +78,13 @@ TEST_F(Timeouts, ReadingShowsEachStoredNumberWithinItsRange) {
          65535},
         {kInfinite, 70000, TimeoutSettings::kSystemInfinite, 600, TimeoutSettings::kUserTimeout,
          65535},
-        {30, std::nullopt, TimeoutSettings::kSystemTimeout, 30,
-         TimeoutSettings::kUserSystemDefault, 30},
+        {30, std::nullopt, TimeoutSettings::kSystemTimeout, 30, TimeoutSettings::kUserSystemDefault,
+         30},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(::testing::Message()
-                     << "global " << (c.global ? std::to_string(*c.global) : "absent")
-                     << ", local " << (c.local ? std::to_string(*c.local) : "absent"));
+                     << "global " << (c.global ? std::to_string(*c.global) : "absent") << ", local "
+                     << (c.local ? std::to_string(*c.local) : "absent"));
         Store(L"global", c.global);
         Store(L"local", c.local);
         TimeoutSettings read = applet::ReadTimeoutSettings();
@@ -127,18 +128,15 @@ TEST_F(Timeouts, WritingGivesAllFiveOneNumberAndTheDefaultRemovesTheUsers) {
 // enforced on OK, and OK writes only the user's timeouts.
 TEST_F(Timeouts, TheDialogWithoutSystemAccessWritesOnlyTheUsersTimeouts) {
     Store(L"global", 100);
-    const DWORD readOnly = testbed::knobs::kRead;
-    ASSERT_EQ(ERROR_SUCCESS, ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, testbed::knobs::kAccess,
-                                               L"\\global", REG_DWORD, &readOnly,
-                                               sizeof(readOnly)));
+    testbed::ScopedKnob readOnly(testbed::knobs::kAccess, L"\\global", testbed::knobs::kRead);
     applet::CDialogSetTimeout dialog;
     INT_PTR result = RunModal(
         [&] { return dialog.DoModal(nullptr); },
         [&] {
             HWND hwnd = WaitForWindow({L"#32770", L"User input timeout"});
-            for (int id : {IDC_TIMEOUT_SYSTEM_GROUP, IDC_TIMEOUT_SYSTEM_INFINITE,
-                           IDC_TIMEOUT_SYSTEM_SET, IDC_TIMEOUT_SYSTEM_VALUE,
-                           IDC_TIMEOUT_SYSTEM_SPIN, IDC_TIMEOUT_SYSTEM_SECONDS})
+            for (int id :
+                 {IDC_TIMEOUT_SYSTEM_GROUP, IDC_TIMEOUT_SYSTEM_INFINITE, IDC_TIMEOUT_SYSTEM_SET,
+                  IDC_TIMEOUT_SYSTEM_VALUE, IDC_TIMEOUT_SYSTEM_SPIN, IDC_TIMEOUT_SYSTEM_SECONDS})
                 EXPECT_FALSE(IsEnabled(Item(hwnd, id))) << "system control " << id;
             EXPECT_EQ(L"100", Text(Item(hwnd, IDC_TIMEOUT_SYSTEM_VALUE)));
             EXPECT_EQ(BST_CHECKED, CheckState(Item(hwnd, IDC_TIMEOUT_USER_DEFAULT)));
@@ -156,7 +154,6 @@ TEST_F(Timeouts, TheDialogWithoutSystemAccessWritesOnlyTheUsersTimeouts) {
             Click(hwnd, IDOK);
             WaitUntilGone(hwnd);
         });
-    ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, testbed::knobs::kAccess, L"\\global");
     EXPECT_EQ(IDOK, result);
     EXPECT_EQ(Five(45), Stored(L"local"));
     EXPECT_EQ(Five(100), Stored(L"global"));

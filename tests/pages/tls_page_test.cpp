@@ -29,21 +29,10 @@ std::wstring Path(const wchar_t* name) {
     return std::wstring(store::kParameters) + L"\\" + name;
 }
 
-std::optional<DWORD> Stored(const wchar_t* name) {
-    DWORD value = 0;
-    if (support::support_registry_get_long(Path(name).c_str(), &value) != 0) return std::nullopt;
-    return value;
-}
-
 // Calls of the CNG module's entries so far: unregister, register.
 std::pair<DWORD, DWORD> CngCalls() {
     return {testbed::CallCount(knobs::kCallCngUnregister),
             testbed::CallCount(knobs::kCallCngRegister)};
-}
-
-int g_restarts = 0;
-BOOL WINAPI CountRestart(UINT, DWORD) {
-    return ++g_restarts;
 }
 
 // Typed as a person types, one key at a time.
@@ -56,11 +45,7 @@ void Type(HWND edit, const std::wstring& text) {
 
 class TlsPage : public ::testing::Test {
 protected:
-    void SetUp() override {
-        TearDown();
-        applet::SetRestartFunction(CountRestart);
-        g_restarts = 0;
-    }
+    void SetUp() override { TearDown(); }
     void TearDown() override {
         for (const applet::TlsSwitch& entry : applet::kTlsSwitches)
             support::support_registry_delete_param(Path(entry.name).c_str());
@@ -68,25 +53,15 @@ protected:
             support::support_registry_delete_param(Path(name).c_str());
     }
 
-    // Runs `script` on the page, shown alone in a sheet, and closes the sheet after it.
+    static std::optional<DWORD> Stored(const wchar_t* name) {
+        return applettest::StoredLong(Path(name));
+    }
     static void RunPage(const std::function<void(HWND sheet, HWND page)>& script) {
         applet::CPropPageConfigTLS page;
-        ui::PropertySheet sheet;
-        sheet.SetCaption(L"TLS");
-        sheet.AddPage(page);
-        RunModal([&] { return sheet.DoModal(); },
-                 [&] {
-                     HWND hwnd = WaitForWindow({L"#32770", L"TLS"});
-                     script(hwnd, ActivePage(hwnd));
-                     PressSheetButton(hwnd, PSBTN_CANCEL);
-                 });
+        applettest::RunPageAlone(page, L"TLS", script);
     }
 
-    static void Apply(HWND sheet) {
-        Flush();
-        Click(SheetButton(sheet, kApply));
-        Flush();
-    }
+    applettest::ScopedSeams seams_;
 };
 
 TEST_F(TlsPage, ShowsTheStoreAndWritesOnlyAChangedLimitWithoutAQuestion) {
@@ -115,7 +90,7 @@ TEST_F(TlsPage, ShowsTheStoreAndWritesOnlyAChangedLimitWithoutAQuestion) {
         EXPECT_FALSE(IsEnabled(apply)) << "the stored number again";
 
         SetText(Item(page, IDC_TLS_MAX_CAS), L"250");
-        Apply(sheet);
+        applettest::Apply(sheet);
         EXPECT_FALSE(IsEnabled(apply)) << "saved, and no restart question";
     });
     EXPECT_EQ(5u, Stored(kClientOcsp)) << "not rewritten as 1";
@@ -126,16 +101,17 @@ TEST_F(TlsPage, ShowsTheStoreAndWritesOnlyAChangedLimitWithoutAQuestion) {
 
 TEST_F(TlsPage, GreysOutWhatTheStoreOrTheInstallationDoesNotAllow) {
     support::support_registry_put_long(Path(kClientOcsp).c_str(), 1);
-    const std::wstring ocsp = applettest::kProductDir + std::wstring(L"kvocsp.dll");
-    ASSERT_TRUE(::MoveFileW(ocsp.c_str(), (ocsp + L".aside").c_str()));
-    RunPage([](HWND, HWND page) {
-        for (const applet::TlsSwitch& entry : applet::kTlsSwitches)
-            EXPECT_EQ(entry.control != IDC_TLS_CLIENT_OCSP && entry.control != IDC_TLS_SERVER_OCSP,
-                      IsEnabled(Item(page, entry.control)))
-                << Narrow(entry.name);
-        EXPECT_EQ(BST_CHECKED, CheckState(Item(page, IDC_TLS_CLIENT_OCSP)));
-    });
-    EXPECT_TRUE(::MoveFileW((ocsp + L".aside").c_str(), ocsp.c_str()));
+    {
+        applettest::HiddenFile ocsp(applettest::kProductDir + std::wstring(L"kvocsp.dll"));
+        RunPage([](HWND, HWND page) {
+            for (const applet::TlsSwitch& entry : applet::kTlsSwitches)
+                EXPECT_EQ(
+                    entry.control != IDC_TLS_CLIENT_OCSP && entry.control != IDC_TLS_SERVER_OCSP,
+                    IsEnabled(Item(page, entry.control)))
+                    << Narrow(entry.name);
+            EXPECT_EQ(BST_CHECKED, CheckState(Item(page, IDC_TLS_CLIENT_OCSP)));
+        });
+    }
 
     testbed::ScopedKnob readOnly(knobs::kAccess, store::kParameters, knobs::kRead);
     RunPage([](HWND, HWND page) {
@@ -153,7 +129,7 @@ TEST_F(TlsPage, TheClientsLegacySwitchReregistersTheCngModule) {
     const auto cng = CngCalls();
     RunPage([&](HWND sheet, HWND page) {
         Click(page, IDC_TLS_CLIENT_NO_LEGACY);
-        Apply(sheet);
+        applettest::Apply(sheet);
         MessageBoxInfo question = AnswerMessageBox(IDNO);
         EXPECT_EQ(
             L"Reboot is required to change Vestra CSP operation mode. Do you want to reboot "
@@ -164,14 +140,14 @@ TEST_F(TlsPage, TheClientsLegacySwitchReregistersTheCngModule) {
         EXPECT_EQ(std::pair(cng.first + 1, cng.second + 1), CngCalls());
 
         Click(page, IDC_TLS_SERVER_NO_LEGACY);
-        Apply(sheet);
+        applettest::Apply(sheet);
         AnswerMessageBox(IDYES);
         Flush();
         EXPECT_EQ(std::pair(cng.first + 1, cng.second + 1), CngCalls());
     });
     EXPECT_EQ(1u, Stored(kClientNoLegacy));
     EXPECT_EQ(1u, Stored(kServerNoLegacy));
-    EXPECT_EQ(1, g_restarts);
+    EXPECT_EQ(1, applettest::ScopedSeams::Restarts().count);
 }
 
 TEST_F(TlsPage, AFailedWriteIsReportedAfterTheOtherValuesAreWritten) {
@@ -180,7 +156,7 @@ TEST_F(TlsPage, AFailedWriteIsReportedAfterTheOtherValuesAreWritten) {
         Click(page, IDC_TLS_CLIENT_OCSP);
         Click(page, IDC_TLS_CLIENT_NO_REVOCATION);
         SetText(Item(page, IDC_TLS_MAX_SESSIONS), L"80");
-        Apply(sheet);
+        applettest::Apply(sheet);
         EXPECT_EQ(L"Error saving parameters.", AnswerMessageBox(IDOK).text)
             << "and no restart question before it";
         Flush();
@@ -201,7 +177,7 @@ TEST_F(TlsPage, DISABLED_OnWindowsXp) {
     const auto cng = CngCalls();
     RunPage([](HWND sheet, HWND page) {
         Click(page, IDC_TLS_CLIENT_NO_LEGACY);
-        Apply(sheet);
+        applettest::Apply(sheet);
         AnswerMessageBox(IDNO);
     });
     EXPECT_EQ(1u, Stored(kClientNoLegacy));

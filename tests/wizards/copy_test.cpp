@@ -9,7 +9,7 @@
 #include "wizard_fixture.h"
 #include "wizards/container_check.h"
 #include "wizards/copy_container.h"
-#include "wizards/crypt_reads.h"
+#include "applet/crypt_reads.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,5 @@
-// CryptoAPI reads in their two-call form, for the wizards that read containers and keys.
+// CryptoAPI reads of provider and key parameters: the two-call form for data of any size, and
+// 32-bit values.
 #pragma once
 
 #include <windows.h>
@@ -15,6 +16,13 @@ bool ReadSized(Get get, Bytes& data) {
     if (!get(data.data(), &size)) return false;
     data.resize(size);
     return true;
+}
+
+// A 32-bit value; an answer of any other size is no value.
+template <class Get>
+bool ReadDword(Get get, DWORD& value) {
+    DWORD size = sizeof(value);
+    return get(reinterpret_cast<BYTE*>(&value), &size) && size == sizeof(value);
 }
 
 // Whether `error` is the system error `code`, as it is or in its HRESULT form: providers answer
