@@ -345,8 +345,8 @@ private:
                 else
                     Row(IDS_CHECK_CERT_IN_STORE, name);
                 found = true;
-                DetailRow(
-                    ui::Printf(L"  %s", CertificateName(copy.get(), CERT_NAME_RDN_TYPE, 0).c_str()));
+                DetailRow(ui::Printf(L"  %s",
+                                     CertificateName(copy.get(), CERT_NAME_RDN_TYPE, 0).c_str()));
                 std::wstring link;
                 if (KeyLink(copy.get(), link))
                     DetailRow(ui::Printf(L"\t    %s", link.c_str()));
@@ -361,7 +361,8 @@ private:
         const CERT_INFO& info = *certificate->pCertInfo;
         Row(IDS_CERT_NAME, CertificateName(certificate, CERT_NAME_SIMPLE_DISPLAY_TYPE, 0));
         Row(IDS_CERT_SUBJECT, CertificateName(certificate, CERT_NAME_RDN_TYPE, 0));
-        Row(IDS_CERT_ISSUER, CertificateName(certificate, CERT_NAME_RDN_TYPE, CERT_NAME_ISSUER_FLAG));
+        Row(IDS_CERT_ISSUER,
+            CertificateName(certificate, CERT_NAME_RDN_TYPE, CERT_NAME_ISSUER_FLAG));
         Row(IDS_CERT_VALID_FROM, FormatLocalTime(info.NotBefore));
         Row(IDS_CERT_VALID_TO, FormatLocalTime(info.NotAfter));
         if (period.notBefore) Row(IDS_CERT_KEY_VALID_FROM, FormatLocalTime(*period.notBefore));
