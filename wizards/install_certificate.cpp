@@ -27,6 +27,7 @@ constexpr wchar_t kCertificateFilter[] =
 // CRYPTUI_DISABLE_EDITPROPERTIES | CRYPTUI_DISABLE_ADDTOSTORE
 constexpr DWORD kViewFlags = 0x14;
 constexpr DWORD kVerifyContext = CRYPT_VERIFYCONTEXT;
+constexpr wchar_t kPersonalStore[] = L"MY";
 
 void SetWizardButtons(HWND sheet, DWORD buttons) {
     ::PostMessageW(sheet, PSM_SETWIZBUTTONS, 0, buttons);
@@ -46,16 +47,27 @@ BOOL WINAPI ShowCertificate(PCCERT_CONTEXT certificate, HWND parent, void*) {
     return TRUE;
 }
 
-// The localized name a system store was opened with; empty when it has none.
-std::wstring StoreName(HCERTSTORE store) {
+// The localized name a system store was opened with; empty when it has none. Opened by its
+// system name, a store whose crypt32 ignored CERT_STORE_SET_LOCALIZED_NAME_FLAG is given the
+// name that flag would have set.
+std::wstring StoreName(HCERTSTORE store, const wchar_t* systemName = nullptr) {
     std::vector<BYTE> name;
-    if (!ReadSized(
+    auto read = [&] {
+        return ReadSized(
             [&](BYTE* buffer, DWORD* size) {
                 return ::CertGetStoreProperty(store, CERT_STORE_LOCALIZED_NAME_PROP_ID, buffer,
                                               size) != FALSE;
             },
-            name))
-        return {};
+            name);
+    };
+    if (!read() && systemName) {
+        const wchar_t* localized = ::CryptFindLocalizedName(systemName);
+        if (!localized) return {};
+        CRYPT_DATA_BLOB blob{static_cast<DWORD>((::wcslen(localized) + 1) * sizeof(wchar_t)),
+                             reinterpret_cast<BYTE*>(const_cast<wchar_t*>(localized))};
+        if (!::CertSetStoreProperty(store, CERT_STORE_LOCALIZED_NAME_PROP_ID, 0, &blob) || !read())
+            return {};
+    }
     const auto* text = reinterpret_cast<const wchar_t*>(name.data());
     return std::wstring(text, ::wcsnlen(text, name.size() / sizeof(wchar_t)));
 }
@@ -421,13 +433,14 @@ BOOL CWizPageInstallCertificateSelectStore::OnSetActive() {
     const DWORD location =
         keySet ? CERT_SYSTEM_STORE_LOCAL_MACHINE : CERT_SYSTEM_STORE_CURRENT_USER;
     TakeStore(::CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0,
-                              location | CERT_STORE_SET_LOCALIZED_NAME_FLAG, L"MY"));
+                              location | CERT_STORE_SET_LOCALIZED_NAME_FLAG, kPersonalStore),
+              kPersonalStore);
     return CWizardPageBase::OnSetActive();
 }
 
-void CWizPageInstallCertificateSelectStore::TakeStore(HCERTSTORE store) {
+void CWizPageInstallCertificateSelectStore::TakeStore(HCERTSTORE store, const wchar_t* systemName) {
     wizard_.targetStore.reset(store);
-    storeName = store ? StoreName(store) : std::wstring();
+    storeName = store ? StoreName(store, systemName) : std::wstring();
     if (storeName.empty()) {
         wizard_.targetStore.reset();
         wizard_.targetStoreName.clear();

@@ -126,8 +126,8 @@ protected:
 
 private:
     // Takes `store` as the target and shows its name; without a store, or without a name,
-    // there is no target.
-    void TakeStore(HCERTSTORE store);
+    // there is no target. `systemName`: the name it was opened by, if any.
+    void TakeStore(HCERTSTORE store, const wchar_t* systemName = nullptr);
     void Browse();
     void UpdateButtons();
     CWizardInstallPrivateCertificate& wizard_;

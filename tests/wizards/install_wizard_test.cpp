@@ -1,0 +1,187 @@
+// The installation wizard as a person runs it from the Service page: a certificate file read,
+// its container found by hand or searched for, the certificate installed with its link and
+// installed again.
+#include "driver/driver.h"
+#include "fixtures.h"
+#include "kvcsp.h"
+#include "resource.h"
+#include "ui/handles.h"
+#include "wizard_fixture.h"
+#include "wizards/certificate_info.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace {
+
+using namespace driver;
+using Bytes = std::vector<BYTE>;
+using fixtures::FileFormat;
+
+const std::wstring kTitle = L"Private certificate installation wizard";
+const std::wstring kBadFile =
+    L"Invalid file name, or selected file does not contain any certificate.";
+
+std::wstring TempPath(const std::wstring& name) {
+    wchar_t directory[MAX_PATH] = {};
+    ::GetTempPathW(MAX_PATH, directory);
+    return directory + name;
+}
+
+// The certificate with these bytes in the personal store of the user or the computer; none
+// when it is not there.
+ui::UniqueCertContext Installed(const Bytes& encoded, bool machine) {
+    ui::UniqueCertStore store(::CertOpenStore(
+        CERT_STORE_PROV_SYSTEM_W, 0, 0,
+        machine ? CERT_SYSTEM_STORE_LOCAL_MACHINE : CERT_SYSTEM_STORE_CURRENT_USER, L"MY"));
+    ui::UniqueCertContext wanted(::CertCreateCertificateContext(
+        applet::kCertificateEncoding, encoded.data(), static_cast<DWORD>(encoded.size())));
+    if (!store || !wanted) return {};
+    return ui::UniqueCertContext(::CertFindCertificateInStore(
+        store.get(), applet::kCertificateEncoding, 0, CERT_FIND_EXISTING, wanted.get(), nullptr));
+}
+
+void Uninstall(const Bytes& encoded, bool machine) {
+    if (ui::UniqueCertContext found = Installed(encoded, machine))
+        ::CertDeleteCertificateFromStore(found.release());
+}
+
+bool Enabled(HWND wizard, int button) {
+    HWND b = SheetButton(wizard, button);
+    return IsVisible(b) && IsEnabled(b);
+}
+
+void Press(HWND wizard, int button) {
+    WaitUntil([&] { return Enabled(wizard, button); }, "the button enabled");
+    Click(SheetButton(wizard, button));
+}
+
+void AwaitPage(HWND wizard, int index) {
+    WaitUntil([&] { return ActivePageIndex(wizard) == index; }, "page " + std::to_string(index));
+    Flush();
+}
+
+// Types `path` on the file page and goes on.
+void OpenFile(HWND wizard, const std::wstring& path) {
+    SetText(Item(ActivePage(wizard), IDC_INSTALL_FILE_NAME), path);
+    Press(wizard, kNext);
+}
+
+void ExpectBox(int answer, UINT icon, const std::wstring& text) {
+    const MessageBoxInfo box = AnswerMessageBox(answer);
+    EXPECT_EQ(text, box.text);
+    EXPECT_EQ(icon, box.icon);
+}
+
+std::wstring SummaryValue(HWND page, const std::wstring& label) {
+    for (const std::vector<std::wstring>& row : ListRows(Item(page, IDC_INSTALL_SUMMARY)))
+        if (row.at(0) == label) return row.size() > 1 ? row[1] : std::wstring();
+    return L"<no row>";
+}
+
+// The private key reached through the certificate's link is the certificate's and signs. Wine
+// can't import this provider's keys from a certificate, so the signature is verified with the
+// key whose public part equals the certificate's.
+void ExpectLinkSigns(PCCERT_CONTEXT certificate) {
+    HCRYPTPROV prov = 0;
+    DWORD spec = 0;
+    BOOL free = FALSE;
+    ASSERT_TRUE(::CryptAcquireCertificatePrivateKey(certificate, 0, nullptr, &prov, &spec, &free));
+    ui::UniqueCryptProv owned(free ? prov : 0);
+    EXPECT_EQ(DWORD{AT_SIGNATURE}, spec);
+    const BYTE data[] = "signed through the link";
+    ui::UniqueCryptHash hash;
+    ASSERT_TRUE(::CryptCreateHash(prov, kvcsp::kAlgHash, 0, 0, hash.put()));
+    ASSERT_TRUE(::CryptHashData(hash.get(), data, sizeof(data), 0));
+    BYTE signature[512];
+    DWORD size = sizeof(signature);
+    ASSERT_TRUE(::CryptSignHashW(hash.get(), spec, nullptr, 0, signature, &size));
+    EXPECT_EQ(spec, applet::MatchContainerKey(prov, certificate));
+    ui::UniqueCryptKey key;
+    ASSERT_TRUE(::CryptGetUserKey(prov, spec, key.put()));
+    EXPECT_TRUE(::CryptVerifySignatureW(hash.get(), signature, size, key.get(), nullptr, 0));
+}
+
+TEST(InstallWizard, InstallsWithTheLinkIntoTheContainerAndAsksBeforeReplacing) {
+    fixtures::ContainerSpec spec;
+    spec.name = L"kv-install-wizard";
+    spec.certificateInKey = false;
+    fixtures::Made made;
+    ASSERT_EQ(0u, fixtures::MakeContainer(spec, &made));
+    const Bytes& certificate = made.certificates[1];
+    const std::wstring path = TempPath(L"kv-install-wizard.cer");
+    ASSERT_EQ(0u, fixtures::WriteCertificateFile(path, FileFormat::kDer, {certificate}));
+    Uninstall(certificate, false);
+
+    // Goes from the file to the finish page; `toContainer` ticks the box on the store page.
+    auto walk = [&](HWND wizard, bool toContainer) {
+        AwaitPage(wizard, 0);
+        EXPECT_FALSE(Enabled(wizard, kNext)) << "no file named";
+        OpenFile(wizard, path);
+        AwaitPage(wizard, 1);
+        HWND page = ActivePage(wizard);
+        EXPECT_EQ(spec.name, Text(Item(page, IDC_INSTALL_CERT_NAME)));
+        EXPECT_FALSE(IsEnabled(Item(page, IDC_INSTALL_CERT_BROWSE)));
+        EXPECT_FALSE(IsVisible(Item(page, IDC_INSTALL_CERT_NOTE)));
+        EXPECT_FALSE(IsVisible(Item(page, IDC_INSTALL_CERT_INSTALL)));
+        Press(wizard, kNext);
+        AwaitPage(wizard, 2);
+        page = ActivePage(wizard);
+        EXPECT_TRUE(IsVisible(Item(page, IDC_SELECT_FIND_AUTOMATICALLY)));
+        SetText(Item(page, IDC_SELECT_NAME), spec.name);
+        Press(wizard, kNext);
+        AwaitPage(wizard, 3);
+        page = ActivePage(wizard);
+        EXPECT_FALSE(Text(Item(page, IDC_INSTALL_STORE_NAME)).empty());
+        EXPECT_EQ(BST_CHECKED, CheckState(Item(page, IDC_INSTALL_STORE_USER)));
+        if (toContainer) Click(page, IDC_INSTALL_TO_CONTAINER);
+        Flush();
+        Press(wizard, kNext);
+        AwaitPage(wizard, 4);
+    };
+
+    wiztest::RunServicePage([&](HWND sheet) {
+        Click(Item(ActivePage(sheet), IDC_SERVICE_INSTALL_CERTIFICATE));
+        HWND wizard = WaitForWindow({L"#32770", kTitle, sheet, true});
+        walk(wizard, true);
+        HWND page = ActivePage(wizard);
+        EXPECT_EQ(L"signature", SummaryValue(page, L"  to private key"));
+        EXPECT_EQ(spec.name, SummaryValue(page, L"  from container"));
+        EXPECT_EQ(path, SummaryValue(page, L"  from file"));
+        EXPECT_EQ(L"", SummaryValue(page, L"  in container"));
+        Press(wizard, kFinish);
+        WaitUntilGone(wizard);
+    });
+    ui::UniqueCertContext installed = Installed(certificate, false);
+    ASSERT_TRUE(installed);
+    ExpectLinkSigns(installed.get());
+    std::vector<Bytes> inContainer;
+    ASSERT_EQ(0u, fixtures::ContainerCertificates(spec.provider, spec.type, false, spec.name,
+                                                  inContainer));
+    EXPECT_EQ(std::vector<Bytes>{certificate}, inContainer) << "written into the signature key";
+
+    wiztest::RunServicePage([&](HWND sheet) {
+        Click(Item(ActivePage(sheet), IDC_SERVICE_INSTALL_CERTIFICATE));
+        HWND wizard = WaitForWindow({L"#32770", kTitle, sheet, true});
+        walk(wizard, false);
+        EXPECT_EQ(L"<no row>", SummaryValue(ActivePage(wizard), L"  in container"));
+        const std::wstring replace =
+            L"This certificate already exists in the certificate store.\n\nReplace existing "
+            L"certificate with new one, with link to private key?";
+        Press(wizard, kFinish);
+        ExpectBox(IDNO, MB_ICONINFORMATION, replace);
+        ExpectBox(IDOK, MB_ICONINFORMATION, L"Install certificate cancelled");
+        Flush();
+        EXPECT_EQ(4, ActivePageIndex(wizard)) << "No keeps the wizard open";
+        Press(wizard, kFinish);
+        ExpectBox(IDYES, MB_ICONINFORMATION, replace);
+        WaitUntilGone(wizard);
+    });
+    EXPECT_TRUE(Installed(certificate, false));
+    EXPECT_EQ(0, wiztest::Live().contexts);
+    Uninstall(certificate, false);
+    ::DeleteFileW(path.c_str());
+    fixtures::DeleteContainer(spec.provider, spec.type, false, spec.name);
+}
+}  // namespace
