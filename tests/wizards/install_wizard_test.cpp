@@ -12,6 +12,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cwctype>
+
+#include <commctrl.h>
 
 namespace {
 
@@ -184,4 +187,95 @@ TEST(InstallWizard, InstallsWithTheLinkIntoTheContainerAndAsksBeforeReplacing) {
     ::DeleteFileW(path.c_str());
     fixtures::DeleteContainer(spec.provider, spec.type, false, spec.name);
 }
+
+HWND FindChild(HWND parent, const wchar_t* className) {
+    struct Search {
+        const wchar_t* className;
+        HWND found;
+    } search{className, nullptr};
+    ::EnumChildWindows(
+        parent,
+        [](HWND child, LPARAM lp) -> BOOL {
+            auto* s = reinterpret_cast<Search*>(lp);
+            if (ClassName(child) != s->className) return TRUE;
+            s->found = child;
+            return FALSE;
+        },
+        reinterpret_cast<LPARAM>(&search));
+    return search.found;
+}
+
+TEST(InstallWizard, RejectsFilesWithoutCertificatesAndLetsThePickOneOfSeveral) {
+    fixtures::ContainerSpec spec;
+    spec.name = L"kv-install-several";
+    fixtures::Made made;
+    ASSERT_EQ(0u, fixtures::MakeContainer(spec, &made));
+    const std::wstring several = TempPath(L"kv-install-several.p7b");
+    const std::wstring crls = TempPath(L"kv-install-crls.p7b");
+    const std::wstring empty = TempPath(L"kv-install-empty.sst");
+    ASSERT_EQ(0u, fixtures::WriteCertificateFile(several, FileFormat::kPkcs7,
+                                                 {made.certificates[0], made.certificates[1]}));
+    ASSERT_EQ(0u, fixtures::WriteCertificateFile(crls, FileFormat::kPkcs7CrlsOnly, {}));
+    ASSERT_EQ(0u, fixtures::WriteCertificateFile(empty, FileFormat::kSerializedStore, {}));
+
+    wiztest::RunServicePage([&](HWND sheet) {
+        Click(Item(ActivePage(sheet), IDC_SERVICE_INSTALL_CERTIFICATE));
+        HWND wizard = WaitForWindow({L"#32770", kTitle, sheet, true});
+        AwaitPage(wizard, 0);
+        for (const std::wstring& rejected : {crls, empty, TempPath(L"kv-install-missing.cer")}) {
+            OpenFile(wizard, rejected);
+            ExpectBox(IDOK, 0, kBadFile);
+            Flush();
+            EXPECT_EQ(0, ActivePageIndex(wizard));
+        }
+
+        OpenFile(wizard, several);
+        AwaitPage(wizard, 1);
+        HWND page = ActivePage(wizard);
+        EXPECT_EQ(L"", Text(Item(page, IDC_INSTALL_CERT_NAME)));
+        EXPECT_EQ(L"", Text(Item(page, IDC_INSTALL_CERT_SERIAL)));
+        EXPECT_FALSE(Enabled(wizard, kNext)) << "no certificate chosen yet";
+        EXPECT_TRUE(Enabled(wizard, kBack));
+        EXPECT_TRUE(IsVisible(Item(page, IDC_INSTALL_CERT_NOTE)));
+        EXPECT_FALSE(IsEnabled(Item(page, IDC_INSTALL_CERT_PROPERTIES)));
+
+        // The system's selection dialog over the file's certificates: the first is taken.
+        Click(page, IDC_INSTALL_CERT_BROWSE);
+        HWND select = WaitForWindow({L"#32770", L"", wizard, true});
+        HWND list = FindChild(select, L"SysListView32");
+        ASSERT_TRUE(list);
+        WaitUntil([&] { return ListView_GetItemCount(list) == 2; }, "both certificates listed");
+        LVITEMW item{};
+        item.stateMask = item.state = LVIS_SELECTED | LVIS_FOCUSED;
+        ::SendMessageW(list, LVM_SETITEMSTATE, 0, reinterpret_cast<LPARAM>(&item));
+        Click(select, IDOK);
+        WaitUntilGone(select);
+        WaitUntil([&] { return Enabled(wizard, kNext); }, "a certificate chosen");
+        const std::wstring chosen = Text(Item(page, IDC_INSTALL_CERT_SERIAL));
+        EXPECT_FALSE(chosen.empty());
+        EXPECT_TRUE(IsEnabled(Item(page, IDC_INSTALL_CERT_PROPERTIES)));
+
+        // The same path keeps the choice; another spelling of it opens the file again.
+        PressSheetButton(wizard, PSBTN_BACK);
+        AwaitPage(wizard, 0);
+        Press(wizard, kNext);
+        AwaitPage(wizard, 1);
+        EXPECT_EQ(chosen, Text(Item(page, IDC_INSTALL_CERT_SERIAL)));
+        EXPECT_TRUE(Enabled(wizard, kNext));
+        PressSheetButton(wizard, PSBTN_BACK);
+        AwaitPage(wizard, 0);
+        std::wstring upper = several;
+        std::transform(upper.begin(), upper.end(), upper.begin(), ::towupper);
+        OpenFile(wizard, upper);
+        AwaitPage(wizard, 1);
+        EXPECT_EQ(L"", Text(Item(page, IDC_INSTALL_CERT_SERIAL)));
+        EXPECT_FALSE(Enabled(wizard, kNext));
+        PressSheetButton(wizard, PSBTN_CANCEL);
+        WaitUntilGone(wizard);
+    });
+    EXPECT_EQ(0, wiztest::Live().contexts);
+    for (const std::wstring& path : {several, crls, empty}) ::DeleteFileW(path.c_str());
+    fixtures::DeleteContainer(spec.provider, spec.type, false, spec.name);
+}
+
 }  // namespace
