@@ -278,4 +278,105 @@ TEST(InstallWizard, RejectsFilesWithoutCertificatesAndLetsThePickOneOfSeveral) {
     fixtures::DeleteContainer(spec.provider, spec.type, false, spec.name);
 }
 
+TEST(InstallWizard, FindsTheComputersContainerAndInstallsIntoTheComputersStore) {
+    fixtures::ContainerSpec machine, other, gone;
+    machine.name = L"kv-install-machine";
+    machine.machine = true;
+    other.name = L"kv-install-machine-other";
+    other.machine = true;
+    other.certificate = fixtures::Certificate::kNone;
+    gone.name = L"kv-install-gone";
+    fixtures::Made made, goneMade;
+    ASSERT_EQ(0u, fixtures::MakeContainer(machine, &made));
+    ASSERT_EQ(0u, fixtures::MakeContainer(other));
+    ASSERT_EQ(0u, fixtures::MakeContainer(gone, &goneMade));
+    fixtures::DeleteContainer(gone.provider, gone.type, false, gone.name);
+    const Bytes& certificate = made.certificates[0];
+    const std::wstring path = TempPath(L"kv-install-machine.cer");
+    const std::wstring orphan = TempPath(L"kv-install-gone.cer");
+    ASSERT_EQ(0u, fixtures::WriteCertificateFile(path, FileFormat::kPem, {certificate}));
+    ASSERT_EQ(0u,
+              fixtures::WriteCertificateFile(orphan, FileFormat::kDer, {goneMade.certificates[1]}));
+    Uninstall(certificate, true);
+
+    wiztest::RunServicePage([&](HWND sheet) {
+        Click(Item(ActivePage(sheet), IDC_SERVICE_INSTALL_CERTIFICATE));
+        HWND wizard = WaitForWindow({L"#32770", kTitle, sheet, true});
+        AwaitPage(wizard, 0);
+        OpenFile(wizard, orphan);
+        AwaitPage(wizard, 1);
+        Press(wizard, kNext);
+        AwaitPage(wizard, 2);
+        HWND page = ActivePage(wizard);
+        HWND name = Item(page, IDC_SELECT_NAME);
+        HWND find = Item(page, IDC_SELECT_FIND_AUTOMATICALLY);
+        SetText(name, L"typed before the search");
+        Click(find);
+        ExpectBox(IDOK, MB_ICONEXCLAMATION, L"Corresponding container not found");
+        Flush();
+        EXPECT_EQ(BST_UNCHECKED, CheckState(find));
+        EXPECT_TRUE(IsEnabled(name)) << "free to type a name";
+        EXPECT_EQ(L"", Text(name));
+
+        PressSheetButton(wizard, PSBTN_BACK);
+        AwaitPage(wizard, 1);
+        PressSheetButton(wizard, PSBTN_BACK);
+        AwaitPage(wizard, 0);
+        OpenFile(wizard, path);
+        AwaitPage(wizard, 1);
+        Press(wizard, kNext);
+        AwaitPage(wizard, 2);
+        Click(page, IDC_SELECT_COMPUTER);
+        SetText(name, other.name);
+        Press(wizard, kNext);
+        ExpectBox(IDOK, MB_ICONEXCLAMATION,
+                  L"Private key on selected container does not corresponds to public key in "
+                  L"certificate, choose another key container");
+        Flush();
+        EXPECT_EQ(2, ActivePageIndex(wizard));
+
+        Click(find);
+        WaitUntil([&] { return Text(name) == machine.name && Enabled(wizard, kNext); },
+                  "the container found");
+        EXPECT_FALSE(IsEnabled(name));
+        EXPECT_FALSE(IsEnabled(Item(page, IDC_SELECT_PROVIDER)));
+        HWND combo = Item(page, IDC_SELECT_PROVIDER);
+        EXPECT_EQ(machine.provider, ComboItems(combo).at(ComboSelection(combo)));
+        Press(wizard, kNext);
+        AwaitPage(wizard, 3);
+        page = ActivePage(wizard);
+        EXPECT_EQ(BST_CHECKED, CheckState(Item(page, IDC_INSTALL_STORE_COMPUTER)));
+        EXPECT_FALSE(Text(Item(page, IDC_INSTALL_STORE_NAME)).empty());
+        Press(wizard, kNext);
+        AwaitPage(wizard, 4);
+        EXPECT_EQ(L"encryption", SummaryValue(ActivePage(wizard), L"  to private key"));
+        Press(wizard, kFinish);
+        WaitUntilGone(wizard);
+    });
+    ui::UniqueCertContext installed = Installed(certificate, true);
+    ASSERT_TRUE(installed);
+    // Wine's CryptAcquireCertificatePrivateKey drops the link's key-set flags: the link is
+    // followed by hand.
+    std::vector<BYTE> link;
+    DWORD size = 0;
+    ASSERT_TRUE(::CertGetCertificateContextProperty(installed.get(), CERT_KEY_PROV_INFO_PROP_ID,
+                                                    nullptr, &size));
+    link.resize(size);
+    ASSERT_TRUE(::CertGetCertificateContextProperty(installed.get(), CERT_KEY_PROV_INFO_PROP_ID,
+                                                    link.data(), &size));
+    const auto& info = *reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(link.data());
+    EXPECT_EQ(DWORD{CRYPT_MACHINE_KEYSET}, info.dwFlags);
+    EXPECT_EQ(DWORD{AT_KEYEXCHANGE}, info.dwKeySpec);
+    ui::UniqueCryptProv owned;
+    ASSERT_TRUE(::CryptAcquireContextW(owned.put(), info.pwszContainerName, info.pwszProvName,
+                                       info.dwProvType, info.dwFlags));
+    EXPECT_EQ(DWORD{AT_KEYEXCHANGE}, applet::MatchContainerKey(owned.get(), installed.get()));
+    owned.reset();
+    installed.reset();
+    Uninstall(certificate, true);
+    for (const std::wstring& p : {path, orphan}) ::DeleteFileW(p.c_str());
+    for (const fixtures::ContainerSpec* c : {&machine, &other})
+        fixtures::DeleteContainer(c->provider, c->type, true, c->name);
+}
+
 }  // namespace
