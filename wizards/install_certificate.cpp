@@ -543,12 +543,13 @@ BOOL CWizPageInstallCertificateFinish::OnWizardFinish() {
 bool CWizPageInstallCertificateFinish::Link() {
     const HCRYPTPROV container = wizard_.container.Handle();
     std::vector<BYTE> unique;
-    ReadSized(ProvParam(container, PP_UNIQUE_CONTAINER), unique);
+    const bool named = ReadSized(ProvParam(container, PP_UNIQUE_CONTAINER), unique);
     const std::wstring name = AnsiText(unique);
     auto fail = [&](UINT message) {
         MessageBoxFormat(message, name, std::wstring(), MB_ICONEXCLAMATION);
         return false;
     };
+    if (!named) return fail(IDS_INSTALL_PARAMETERS_ERROR);
     ui::UniqueCryptKey key;
     if (!wizard_.keySpec || !::CryptGetUserKey(container, wizard_.keySpec, key.put()))
         return fail(IDS_INSTALL_NO_KEY_IN_CONTAINER);

@@ -46,8 +46,9 @@ ui::UniqueCertContext Installed(const Bytes& encoded, bool machine) {
 }
 
 void Uninstall(const Bytes& encoded, bool machine) {
-    if (ui::UniqueCertContext found = Installed(encoded, machine))
-        ::CertDeleteCertificateFromStore(found.release());
+    ui::UniqueCertContext certificate(::CertCreateCertificateContext(
+        applet::kCertificateEncoding, encoded.data(), static_cast<DWORD>(encoded.size())));
+    wiztest::InPersonalStore(certificate.get(), machine, true);
 }
 
 bool Enabled(HWND wizard, int button) {
