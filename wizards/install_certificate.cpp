@@ -72,77 +72,6 @@ std::wstring StoreName(HCERTSTORE store, const wchar_t* systemName = nullptr) {
     return std::wstring(text, ::wcsnlen(text, name.size() / sizeof(wchar_t)));
 }
 
-// A window over the sheet while the search runs: what has been searched so far and the
-// search's own Cancel. Between containers the search lets windows paint and this window take
-// its input; the sheet is disabled meanwhile, so nothing else is acted on.
-class SearchWindow : public SearchProgress {
-public:
-    SearchWindow(HWND sheet, HWND nameField) : sheet_(sheet), nameField_(nameField) {
-        const LANGID language = CurrentLanguage();
-        if (const DLGTEMPLATE* tmpl =
-                ui::FindDialogTemplate(Module(), IDD_INSTALL_SEARCH, language))
-            window_ = ::CreateDialogIndirectParamW(Module(), tmpl, sheet, Proc,
-                                                   reinterpret_cast<LPARAM>(this));
-        if (window_) {
-            ::SetWindowTextW(window_, LoadStringLang(IDS_WIZARD_INSTALL).c_str());
-            ::ShowWindow(window_, SW_SHOW);
-        }
-        ::EnableWindow(sheet_, FALSE);
-    }
-    ~SearchWindow() override {
-        ui::LastErrorKeeper keep;
-        ::EnableWindow(sheet_, TRUE);
-        if (window_) ::DestroyWindow(window_);
-    }
-    SearchWindow(const SearchWindow&) = delete;
-    SearchWindow& operator=(const SearchWindow&) = delete;
-
-    bool Cancelled() const { return cancelled_; }
-
-    bool Step(int provider, int providers, int containers, const std::wstring& name) override {
-        ::SetWindowTextW(nameField_, name.c_str());
-        if (window_)
-            ::SetDlgItemTextW(
-                window_, IDC_INSTALL_SEARCH_PROGRESS,
-                FormatStringPrintf(IDS_INSTALL_SEARCHING, provider + 1, providers, containers)
-                    .c_str());
-        Pump();
-        return !cancelled_;
-    }
-
-private:
-    void Pump() {
-        MSG msg;
-        while (window_ && ::PeekMessageW(&msg, window_, 0, 0, PM_REMOVE)) {
-            if (!::IsDialogMessageW(window_, &msg)) {
-                ::TranslateMessage(&msg);
-                ::DispatchMessageW(&msg);
-            }
-        }
-        // Painting validates what it paints; the bound keeps a window that never does from
-        // holding the search.
-        for (int i = 0; i < 64 && ::PeekMessageW(&msg, nullptr, WM_PAINT, WM_PAINT, PM_REMOVE); ++i)
-            ::DispatchMessageW(&msg);
-    }
-
-    static INT_PTR CALLBACK Proc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp) {
-        if (msg == WM_INITDIALOG) {
-            ::SetWindowLongPtrW(hwnd, DWLP_USER, lp);
-            return TRUE;
-        }
-        if (msg == WM_COMMAND && LOWORD(wp) == IDCANCEL) {
-            if (auto* self = reinterpret_cast<SearchWindow*>(::GetWindowLongPtrW(hwnd, DWLP_USER)))
-                self->cancelled_ = true;
-            return TRUE;
-        }
-        return FALSE;
-    }
-
-    HWND sheet_, nameField_;
-    HWND window_ = nullptr;
-    bool cancelled_ = false;
-};
-
 }  // namespace
 
 INT_PTR COpenCertFileDialog::DoModal() {
@@ -300,6 +229,61 @@ void CWizPageInstallCertificateSelectCertificate::Browse() {
         ShowFields();
     }
     UpdateButtons();
+}
+
+SearchWindow::SearchWindow(HWND sheet, HWND nameField) : sheet_(sheet), nameField_(nameField) {
+    const LANGID language = CurrentLanguage();
+    if (const DLGTEMPLATE* tmpl = ui::FindDialogTemplate(Module(), IDD_INSTALL_SEARCH, language))
+        window_ = ::CreateDialogIndirectParamW(Module(), tmpl, sheet, Proc,
+                                               reinterpret_cast<LPARAM>(this));
+    if (window_) {
+        ::SetWindowTextW(window_, LoadStringLang(IDS_WIZARD_INSTALL).c_str());
+        ::ShowWindow(window_, SW_SHOW);
+    }
+    ::EnableWindow(sheet_, FALSE);
+}
+
+SearchWindow::~SearchWindow() {
+    ui::LastErrorKeeper keep;
+    ::EnableWindow(sheet_, TRUE);
+    if (window_) ::DestroyWindow(window_);
+}
+
+bool SearchWindow::Step(int provider, int providers, int containers, const std::wstring& name) {
+    ::SetWindowTextW(nameField_, name.c_str());
+    if (window_)
+        ::SetDlgItemTextW(
+            window_, IDC_INSTALL_SEARCH_PROGRESS,
+            FormatStringPrintf(IDS_INSTALL_SEARCHING, provider + 1, providers, containers).c_str());
+    Pump();
+    return !cancelled_;
+}
+
+void SearchWindow::Pump() {
+    MSG msg;
+    while (window_ && ::PeekMessageW(&msg, window_, 0, 0, PM_REMOVE)) {
+        if (!::IsDialogMessageW(window_, &msg)) {
+            ::TranslateMessage(&msg);
+            ::DispatchMessageW(&msg);
+        }
+    }
+    // Painting validates what it paints; the bound keeps a window that never does from
+    // holding the search.
+    for (int i = 0; i < 64 && ::PeekMessageW(&msg, nullptr, WM_PAINT, WM_PAINT, PM_REMOVE); ++i)
+        ::DispatchMessageW(&msg);
+}
+
+INT_PTR CALLBACK SearchWindow::Proc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp) {
+    if (msg == WM_INITDIALOG) {
+        ::SetWindowLongPtrW(hwnd, DWLP_USER, lp);
+        return TRUE;
+    }
+    if (msg == WM_COMMAND && LOWORD(wp) == IDCANCEL) {
+        if (auto* self = reinterpret_cast<SearchWindow*>(::GetWindowLongPtrW(hwnd, DWLP_USER)))
+            self->cancelled_ = true;
+        return TRUE;
+    }
+    return FALSE;
 }
 
 SearchHit FindContainerOfCertificate(const std::vector<SearchProvider>& providers, bool machine,

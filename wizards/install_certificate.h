@@ -95,6 +95,29 @@ struct SearchHit {
 SearchHit FindContainerOfCertificate(const std::vector<SearchProvider>& providers, bool machine,
                                      PCCERT_CONTEXT certificate, SearchProgress& progress);
 
+// A window over the sheet while the search runs: what has been searched so far and the
+// search's own Cancel; each container's name goes into `nameField` as it is reached. Between
+// containers the search lets windows paint and this window take its input; the sheet is
+// disabled meanwhile, so nothing else is acted on.
+class SearchWindow : public SearchProgress {
+public:
+    SearchWindow(HWND sheet, HWND nameField);
+    ~SearchWindow() override;
+    SearchWindow(const SearchWindow&) = delete;
+    SearchWindow& operator=(const SearchWindow&) = delete;
+
+    bool Step(int provider, int providers, int containers, const std::wstring& name) override;
+    bool Cancelled() const { return cancelled_; }
+
+private:
+    void Pump();
+    static INT_PTR CALLBACK Proc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp);
+
+    HWND sheet_, nameField_;
+    HWND window_ = nullptr;
+    bool cancelled_ = false;
+};
+
 class CWizPageInstallCertificateSelectContainer : public CWizPageSelectContainer {
 public:
     explicit CWizPageInstallCertificateSelectContainer(CWizardInstallPrivateCertificate& wizard);
