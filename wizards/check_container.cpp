@@ -33,10 +33,7 @@ BOOL CWizPageCheckContainerFinish::OnInitDialog() {
     ::GetClientRect(list_.hwnd(), &client);
     list_.InsertColumn(0, std::wstring(), client.right / 2);
     list_.InsertColumn(1, std::wstring(), client.right / 2);
-    titleFont_.reset(CreateWizardTitleFont());
-    if (titleFont_)
-        ::SendMessageW(Item(IDC_CHECK_TITLE), WM_SETFONT,
-                       reinterpret_cast<WPARAM>(titleFont_.get()), TRUE);
+    titleFont_ = SetWizardTitleFont(Item(IDC_CHECK_TITLE));
     return TRUE;
 }
 

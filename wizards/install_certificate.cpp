@@ -98,10 +98,7 @@ CWizPageInstallCertificateWelcome::CWizPageInstallCertificateWelcome()
 
 BOOL CWizPageInstallCertificateWelcome::OnInitDialog() {
     CWizardPageBase::OnInitDialog();
-    titleFont_.reset(CreateWizardTitleFont());
-    if (titleFont_)
-        ::SendMessageW(Item(IDC_INSTALL_TITLE), WM_SETFONT,
-                       reinterpret_cast<WPARAM>(titleFont_.get()), TRUE);
+    titleFont_ = SetWizardTitleFont(Item(IDC_INSTALL_TITLE));
     return TRUE;
 }
 
@@ -478,10 +475,7 @@ BOOL CWizPageInstallCertificateFinish::OnInitDialog() {
     list_.SetExtendedStyle(LVS_EX_FULLROWSELECT);
     list_.InsertColumn(0, std::wstring(), 0);
     list_.InsertColumn(1, std::wstring(), 0);
-    titleFont_.reset(CreateWizardTitleFont());
-    if (titleFont_)
-        ::SendMessageW(Item(IDC_INSTALL_TITLE), WM_SETFONT,
-                       reinterpret_cast<WPARAM>(titleFont_.get()), TRUE);
+    titleFont_ = SetWizardTitleFont(Item(IDC_INSTALL_TITLE));
     return TRUE;
 }
 

@@ -57,11 +57,11 @@ CPropertySheetWizardBase& CWizardPageBase::Wizard() const {
     return static_cast<CPropertySheetWizardBase&>(*Sheet());
 }
 
-HFONT CreateWizardTitleFont() {
+ui::UniqueHFont SetWizardTitleFont(HWND title) {
     NONCLIENTMETRICSW metrics{};
     metrics.cbSize = sizeof(metrics);
     if (!::SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, sizeof(metrics), &metrics, 0))
-        return nullptr;
+        return {};
     LOGFONTW font = metrics.lfMessageFont;
     font.lfWeight = FW_BOLD;
     ::wcscpy(font.lfFaceName, L"Verdana Bold");
@@ -69,7 +69,10 @@ HFONT CreateWizardTitleFont() {
     const int pixelsPerInch = screen ? ::GetDeviceCaps(screen, LOGPIXELSY) : 96;
     if (screen) ::ReleaseDC(nullptr, screen);
     font.lfHeight = -(12 * pixelsPerInch / 72);
-    return ::CreateFontIndirectW(&font);
+    ui::UniqueHFont created(::CreateFontIndirectW(&font));
+    if (created)
+        ::SendMessageW(title, WM_SETFONT, reinterpret_cast<WPARAM>(created.get()), TRUE);
+    return created;
 }
 
 ClientWindowScope::ClientWindowScope(HWND owner) { SetClientWindow(owner); }
