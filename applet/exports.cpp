@@ -4,6 +4,7 @@
 #include "ui/callback.h"
 #include "wizards/change_password.h"
 #include "wizards/delete_container.h"
+#include "wizards/install_certificate.h"
 
 namespace {
 
@@ -28,6 +29,10 @@ void WINAPI WizDeleteContainer(HWND parent) {
 
 void WINAPI WizChangePassword(HWND parent) {
     RunExportedWizard<applet::CWizardChangePassword>(parent);
+}
+
+void WINAPI WizInstallPrivateCertificate(HWND parent) {
+    RunExportedWizard<applet::CWizardInstallPrivateCertificate>(parent);
 }
 
 }

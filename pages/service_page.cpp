@@ -6,6 +6,7 @@
 #include "wizards/check_container.h"
 #include "wizards/copy_container.h"
 #include "wizards/delete_container.h"
+#include "wizards/install_certificate.h"
 
 namespace applet {
 
@@ -36,6 +37,9 @@ bool CPropPageConfigCSPServices::OnCommand(UINT id, UINT code) {
             return true;
         case IDC_SERVICE_CHANGE_PASSWORD:
             RunWizard<CWizardChangePassword>(hwnd());
+            return true;
+        case IDC_SERVICE_INSTALL_CERTIFICATE:
+            RunWizard<CWizardInstallPrivateCertificate>(hwnd());
             return true;
         case IDC_SERVICE_DELETE_PASSWORDS: {
             // Unlike the wizards, the dialog is owned by the active window rather than the page.

@@ -321,3 +321,64 @@
 #define IDS_UI_BUTTON_BACK                    0xF124
 #define IDS_UI_BUTTON_NEXT                    0xF125
 #define IDS_UI_BUTTON_FINISH                  0xF126
+
+// ---------------------------------------------------------------------------------------------
+// Private certificate installation wizard: its pages, the search window and its strings
+// ---------------------------------------------------------------------------------------------
+#define IDD_INSTALL_WELCOME                   190
+#define IDD_INSTALL_FILE                      191
+#define IDD_INSTALL_CERTIFICATE               192
+#define IDD_INSTALL_STORE                     193
+#define IDD_INSTALL_FINISH                    194
+#define IDD_INSTALL_SEARCH                    195
+#define IDC_INSTALL_TITLE                     1037  // Welcome and Finish
+#define IDC_INSTALL_FILE_NAME                 1041
+#define IDC_INSTALL_FILE_BROWSE               1042
+#define IDC_INSTALL_CERT_NAME                 1054
+#define IDC_INSTALL_CERT_SUBJECT              1048
+#define IDC_INSTALL_CERT_ISSUER               1049
+#define IDC_INSTALL_CERT_FROM                 1050
+#define IDC_INSTALL_CERT_TO                   1051
+#define IDC_INSTALL_CERT_SERIAL               1052
+#define IDC_INSTALL_CERT_NOTE                 1053
+#define IDC_INSTALL_CERT_PROPERTIES           1064
+#define IDC_INSTALL_CERT_BROWSE               1047
+#define IDC_INSTALL_CERT_USE_LABEL            1136
+#define IDC_INSTALL_CERT_USE                  1135
+#define IDC_INSTALL_CERT_INSTALL              1137
+#define IDC_INSTALL_STORE_NAME                1043
+#define IDC_INSTALL_STORE_BROWSE              1044
+#define IDC_INSTALL_STORE_LABEL               1058
+#define IDC_INSTALL_STORE_USER                1056
+#define IDC_INSTALL_STORE_COMPUTER            1057
+#define IDC_INSTALL_TO_CONTAINER              1134
+#define IDC_INSTALL_SUMMARY                   1045
+#define IDC_INSTALL_SEARCH_PROGRESS           1190
+
+#define IDS_INSTALL_NO_KEY_IN_CONTAINER       1038  // %1 the container's unique name
+#define IDS_INSTALL_PARAMETERS_ERROR          1041  // %1
+#define IDS_INSTALL_PROPERTY_ERROR            1042  // %1
+#define IDS_WIZARD_INSTALL                    1044
+#define IDS_INSTALL_FILE_HEADER               1046
+#define IDS_INSTALL_FILE_SUBTITLE             1047
+#define IDS_INSTALL_CARRIER_SUBTITLE          1049
+#define IDS_INSTALL_KEY_MISMATCH              1050
+#define IDS_INSTALL_STORE_HEADER              1051
+#define IDS_INSTALL_STORE_SUBTITLE            1052
+#define IDS_INSTALL_BAD_FILE                  1053
+#define IDS_INSTALL_CERT_HEADER               1056
+#define IDS_INSTALL_CERT_SUBTITLE             1057
+#define IDS_INSTALL_GET_CERTIFICATE           1061  // summary labels
+#define IDS_INSTALL_FROM_FILE                 1062
+#define IDS_INSTALL_MAKE_LINK                 1069
+#define IDS_INSTALL_TO_KEY                    1070
+#define IDS_INSTALL_SIGNATURE                 1071
+#define IDS_INSTALL_EXCHANGE                  1072
+#define IDS_INSTALL_FROM_CONTAINER            1073
+#define IDS_INSTALL_CERTIFICATE               1074
+#define IDS_INSTALL_TO_STORE                  1075
+#define IDS_INSTALL_IN_CONTAINER              127
+#define IDS_INSTALL_REPLACE                   1076
+#define IDS_INSTALL_CANCELLED                 1077
+#define IDS_INSTALL_NOT_FOUND                 151
+#define IDS_INSTALL_SEARCHING                 196   // printf: provider's number, of, containers

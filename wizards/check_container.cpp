@@ -8,26 +8,6 @@
 
 namespace applet {
 
-namespace {
-
-// The title's font: the system's message font, bold, 12 points.
-HFONT CreateTitleFont() {
-    NONCLIENTMETRICSW metrics{};
-    metrics.cbSize = sizeof(metrics);
-    if (!::SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, sizeof(metrics), &metrics, 0))
-        return nullptr;
-    LOGFONTW font = metrics.lfMessageFont;
-    font.lfWeight = FW_BOLD;
-    ::wcscpy(font.lfFaceName, L"Verdana Bold");
-    HDC screen = ::GetDC(nullptr);
-    const int pixelsPerInch = screen ? ::GetDeviceCaps(screen, LOGPIXELSY) : 96;
-    if (screen) ::ReleaseDC(nullptr, screen);
-    font.lfHeight = -(12 * pixelsPerInch / 72);
-    return ::CreateFontIndirectW(&font);
-}
-
-}  // namespace
-
 CWizPageCheckContainerSelectContainer::CWizPageCheckContainerSelectContainer(
     CWizardCheckContainer& wizard)
     : CWizPageSelectContainer(IDS_WIZARD_CHECK, IDS_WIZARD_CHECK_SUBTITLE, true, true, true),
@@ -53,10 +33,7 @@ BOOL CWizPageCheckContainerFinish::OnInitDialog() {
     ::GetClientRect(list_.hwnd(), &client);
     list_.InsertColumn(0, std::wstring(), client.right / 2);
     list_.InsertColumn(1, std::wstring(), client.right / 2);
-    titleFont_.reset(CreateTitleFont());
-    if (titleFont_)
-        ::SendMessageW(Item(IDC_CHECK_TITLE), WM_SETFONT,
-                       reinterpret_cast<WPARAM>(titleFont_.get()), TRUE);
+    titleFont_ = SetWizardTitleFont(Item(IDC_CHECK_TITLE));
     return TRUE;
 }
 

@@ -6,6 +6,7 @@
 #include "resource.h"
 #include "ui/handles.h"
 #include "ui/resources.h"
+#include "wizards/certificate_info.h"
 
 #include <algorithm>
 #include <cstring>
@@ -17,7 +18,7 @@ namespace {
 
 using Bytes = std::vector<BYTE>;
 
-constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
+constexpr DWORD kEncoding = kCertificateEncoding;
 
 // States of the integrity parameter.
 constexpr DWORD kIntegrityCorrupted = 0x00000001;
@@ -40,21 +41,6 @@ struct UsagePeriod {
     bool present = false;
     std::optional<FILETIME> notBefore, notAfter;
 };
-
-std::wstring FromAnsi(const char* text, size_t length) {
-    if (length == 0) return {};
-    int chars = ::MultiByteToWideChar(CP_ACP, 0, text, static_cast<int>(length), nullptr, 0);
-    std::wstring wide(chars > 0 ? chars : 0, L'\0');
-    if (chars > 0)
-        ::MultiByteToWideChar(CP_ACP, 0, text, static_cast<int>(length), wide.data(), chars);
-    return wide;
-}
-
-// A zero-terminated ANSI text in `data`; a missing terminator ends it at the buffer's end.
-std::wstring AnsiText(const Bytes& data) {
-    const char* text = reinterpret_cast<const char*>(data.data());
-    return FromAnsi(text, ::strnlen(text, data.size()));
-}
 
 bool ExportPublicKey(HCRYPTKEY key, Bytes& blob) {
     return ReadSized(
@@ -92,29 +78,6 @@ ui::UniqueCertContext KeyCertificate(HCRYPTKEY key) {
     if (!ReadSized(KeyParam(key, KP_CERTIFICATE), encoded)) return {};
     return ui::UniqueCertContext(::CertCreateCertificateContext(
         kEncoding, encoded.data(), static_cast<DWORD>(encoded.size())));
-}
-
-// The public key info of the container's key `spec`, as a certificate for it would carry it.
-bool ExportPublicKeyInfo(HCRYPTPROV prov, DWORD spec, Bytes& info) {
-    info.resize(512);
-    DWORD size = static_cast<DWORD>(info.size());
-    auto exportInto = [&] {
-        return ::CryptExportPublicKeyInfo(prov, spec, kEncoding,
-                                          reinterpret_cast<PCERT_PUBLIC_KEY_INFO>(info.data()),
-                                          &size) != FALSE;
-    };
-    if (exportInto()) return true;
-    if (::GetLastError() != ERROR_MORE_DATA) return false;
-    info.resize(size);
-    return exportInto();
-}
-
-std::wstring NameString(PCCERT_CONTEXT certificate, DWORD type, DWORD flags) {
-    DWORD length = ::CertGetNameStringW(certificate, type, flags, nullptr, nullptr, 0);
-    std::wstring name(length, L'\0');
-    length = ::CertGetNameStringW(certificate, type, flags, nullptr, name.data(), length);
-    name.resize(length ? length - 1 : 0);
-    return name;
 }
 
 UsagePeriod DecodeUsagePeriod(PCCERT_CONTEXT certificate) {
@@ -334,14 +297,12 @@ private:
     }
 
     void Match(HCRYPTPROV prov, DWORD spec, PCCERT_CONTEXT certificate) {
-        Bytes info;
-        if (!ExportPublicKeyInfo(prov, spec, info)) {
+        const std::optional<bool> matches = KeyMatches(prov, spec, certificate);
+        if (!matches) {
             ErrorRow(IDS_CHECK_CERT_IN_CONTAINER);
             return;
         }
-        if (::CertComparePublicKeyInfo(kEncoding,
-                                       reinterpret_cast<PCERT_PUBLIC_KEY_INFO>(info.data()),
-                                       &certificate->pCertInfo->SubjectPublicKeyInfo)) {
+        if (*matches) {
             Row(IDS_CHECK_CERT_IN_CONTAINER, IDS_CHECK_CERT_MATCH);
         } else {
             failed_ = true;
@@ -374,8 +335,8 @@ private:
                 else
                     Row(IDS_CHECK_CERT_IN_STORE, name);
                 found = true;
-                DetailRow(
-                    ui::Printf(L"  %s", NameString(copy.get(), CERT_NAME_RDN_TYPE, 0).c_str()));
+                DetailRow(ui::Printf(L"  %s",
+                                     CertificateName(copy.get(), CERT_NAME_RDN_TYPE, 0).c_str()));
                 std::wstring link;
                 if (KeyLink(copy.get(), link))
                     DetailRow(ui::Printf(L"\t    %s", link.c_str()));
@@ -388,9 +349,10 @@ private:
 
     void CertificateDetails(PCCERT_CONTEXT certificate, const UsagePeriod& period) {
         const CERT_INFO& info = *certificate->pCertInfo;
-        Row(IDS_CERT_NAME, NameString(certificate, CERT_NAME_SIMPLE_DISPLAY_TYPE, 0));
-        Row(IDS_CERT_SUBJECT, NameString(certificate, CERT_NAME_RDN_TYPE, 0));
-        Row(IDS_CERT_ISSUER, NameString(certificate, CERT_NAME_RDN_TYPE, CERT_NAME_ISSUER_FLAG));
+        Row(IDS_CERT_NAME, CertificateName(certificate, CERT_NAME_SIMPLE_DISPLAY_TYPE, 0));
+        Row(IDS_CERT_SUBJECT, CertificateName(certificate, CERT_NAME_RDN_TYPE, 0));
+        Row(IDS_CERT_ISSUER,
+            CertificateName(certificate, CERT_NAME_RDN_TYPE, CERT_NAME_ISSUER_FLAG));
         Row(IDS_CERT_VALID_FROM, FormatLocalTime(info.NotBefore));
         Row(IDS_CERT_VALID_TO, FormatLocalTime(info.NotAfter));
         if (period.notBefore) Row(IDS_CERT_KEY_VALID_FROM, FormatLocalTime(*period.notBefore));
@@ -470,27 +432,6 @@ std::wstring ReportText(const std::vector<ReportRow>& rows) {
     for (const ReportRow& row : rows)
         text += ui::Printf(L"%-30s \t%s\r\n", row.first.c_str(), row.second.c_str());
     return text;
-}
-
-std::wstring FormatSerialNumber(const CRYPT_INTEGER_BLOB& serial) {
-    std::wstring text;
-    // The blob holds the least significant byte first.
-    for (DWORD i = 0; i < serial.cbData; ++i) {
-        if (i > 0 && i % 2 == 0) text += L' ';
-        text += ui::Printf(L"%02X", serial.pbData[serial.cbData - 1 - i]);
-    }
-    return text;
-}
-
-std::wstring FormatLocalTime(const FILETIME& time) {
-    SYSTEMTIME utc, local;
-    if (!::FileTimeToSystemTime(&time, &utc) ||
-        !::SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local))
-        return {};
-    wchar_t date[128] = {}, clock[64] = {};
-    ::GetDateFormatW(LOCALE_USER_DEFAULT, DATE_LONGDATE, &local, nullptr, date, 128);
-    ::GetTimeFormatW(LOCALE_USER_DEFAULT, 0, &local, nullptr, clock, 64);
-    return std::wstring(date) + L" " + clock;
 }
 
 }  // namespace applet

@@ -33,9 +33,4 @@ bool RunContainerCheck(HCRYPTPROV container, int keySet, CheckReport& report);
 using ReportRow = std::pair<std::wstring, std::wstring>;
 std::wstring ReportText(const std::vector<ReportRow>& rows);
 
-// A certificate's serial number from its most significant byte: "01A2 B3C4 D5".
-std::wstring FormatSerialNumber(const CRYPT_INTEGER_BLOB& serial);
-// A UTC file time as the user's local long date, a space and the time.
-std::wstring FormatLocalTime(const FILETIME& time);
-
 }  // namespace applet

@@ -8,40 +8,12 @@
 #include "ui/controls.h"
 #include "ui/data_exchange.h"
 #include "ui/resources.h"
+#include "wizards/cert_dialogs.h"
 
 #include <commctrl.h>
 
 #include <string>
 #include <vector>
-
-namespace {
-
-// The certificate selection dialog's request; MinGW's cryptuiapi.h lacks it.
-using CertFilter = BOOL(WINAPI*)(PCCERT_CONTEXT, BOOL*, void*);
-using CertDisplay = BOOL(WINAPI*)(PCCERT_CONTEXT, HWND, void*);
-struct SelectCertificateRequest {
-    DWORD dwSize;
-    HWND hwndParent;
-    DWORD dwFlags;
-    LPCWSTR szTitle;
-    DWORD dwDontUseColumn;
-    LPCWSTR szDisplayString;
-    CertFilter pFilterCallback;
-    CertDisplay pDisplayCallback;
-    void* pvCallbackData;
-    DWORD cDisplayStores;
-    HCERTSTORE* rghDisplayStores;
-    DWORD cStores;
-    HCERTSTORE* rghStores;
-    DWORD cPropSheetPages;
-    LPCPROPSHEETPAGEW rgPropSheetPages;
-    HCERTSTORE hSelectedCertStore;
-};
-constexpr DWORD kDontShowLocation = 0x10;  // CRYPTUI_SELECT_LOCATION_COLUMN
-
-}  // namespace
-
-extern "C" PCCERT_CONTEXT WINAPI CryptUIDlgSelectCertificateW(const SelectCertificateRequest*);
 
 namespace applet {
 

@@ -4,6 +4,8 @@
 #include "applet/strings.h"
 #include "resource.h"
 
+#include <cwchar>
+
 namespace applet {
 
 namespace {
@@ -53,6 +55,24 @@ CWizardPageBase::CWizardPageBase(UINT dialogId, UINT captionId, UINT headerTitle
 
 CPropertySheetWizardBase& CWizardPageBase::Wizard() const {
     return static_cast<CPropertySheetWizardBase&>(*Sheet());
+}
+
+ui::UniqueHFont SetWizardTitleFont(HWND title) {
+    NONCLIENTMETRICSW metrics{};
+    metrics.cbSize = sizeof(metrics);
+    if (!::SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, sizeof(metrics), &metrics, 0))
+        return {};
+    LOGFONTW font = metrics.lfMessageFont;
+    font.lfWeight = FW_BOLD;
+    ::wcscpy(font.lfFaceName, L"Verdana Bold");
+    HDC screen = ::GetDC(nullptr);
+    const int pixelsPerInch = screen ? ::GetDeviceCaps(screen, LOGPIXELSY) : 96;
+    if (screen) ::ReleaseDC(nullptr, screen);
+    font.lfHeight = -(12 * pixelsPerInch / 72);
+    ui::UniqueHFont created(::CreateFontIndirectW(&font));
+    if (created)
+        ::SendMessageW(title, WM_SETFONT, reinterpret_cast<WPARAM>(created.get()), TRUE);
+    return created;
 }
 
 ClientWindowScope::ClientWindowScope(HWND owner) { SetClientWindow(owner); }

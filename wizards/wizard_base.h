@@ -57,6 +57,10 @@ protected:
     void MakeExterior() { SetHideHeader(); }
 };
 
+// Gives `title` the font of the exterior pages' titles: the system's message font, bold, 12
+// points. The font is the caller's to keep while the control lives.
+ui::UniqueHFont SetWizardTitleFont(HWND title);
+
 // Around provider operations that may show the provider's own windows: they are owned by
 // `owner` while the scope lasts. Advisory: a provider may not support it.
 class ClientWindowScope {

@@ -27,7 +27,7 @@ constexpr UINT kPages[] = {IDD_PAGE_GENERAL,  IDD_PAGE_HARDWARE,   IDD_PAGE_SERV
                            IDD_PAGE_WINLOGON, IDD_PAGE_TLS};
 
 // The dialogs that the pages open.
-constexpr UINT kDialogs[] = {IDD_SET_TIMEOUT, IDD_DELETE_PASSWORDS};
+constexpr UINT kDialogs[] = {IDD_SET_TIMEOUT, IDD_DELETE_PASSWORDS, IDD_INSTALL_SEARCH};
 
 struct Language {
     LANGID id;

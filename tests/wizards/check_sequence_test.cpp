@@ -6,6 +6,7 @@
 #include "testbed/knobs.h"
 #include "ui/handles.h"
 #include "wizard_fixture.h"
+#include "wizards/certificate_info.h"
 #include "wizards/container_check.h"
 
 #include <gtest/gtest.h>

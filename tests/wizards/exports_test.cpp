@@ -1,5 +1,6 @@
 // The wizard entry points of the installed applet, called by another program with its window.
 #include "driver/driver.h"
+#include "resource.h"
 #include "wizard_fixture.h"
 
 #include <gtest/gtest.h>
@@ -18,9 +19,13 @@ TEST(Exports, OpenTheirWizardsOverTheCallersWindow) {
     struct Case {
         const char* exportName;
         const wchar_t* title;
+        int firstPageControl;
     };
-    for (Case c : {Case{"WizDeleteContainer", L"Delete private key container"},
-                   Case{"WizChangePassword", L"Change password for private key container"}}) {
+    for (Case c :
+         {Case{"WizDeleteContainer", L"Delete private key container", IDC_SELECT_NAME},
+          Case{"WizChangePassword", L"Change password for private key container", IDC_SELECT_NAME},
+          Case{"WizInstallPrivateCertificate", L"Private certificate installation wizard",
+               IDC_INSTALL_FILE_NAME}}) {
         SCOPED_TRACE(c.exportName);
         using Entry = void(WINAPI*)(HWND);
         auto entry = reinterpret_cast<Entry>(
@@ -35,6 +40,7 @@ TEST(Exports, OpenTheirWizardsOverTheCallersWindow) {
                 WindowQuery query{L"#32770", c.title, parent, true};
                 HWND wizard = WaitForWindow(query);
                 EXPECT_FALSE(IsEnabled(parent)) << "modal over the caller's window";
+                EXPECT_TRUE(IsVisible(Item(ActivePage(wizard), c.firstPageControl)));
                 PressSheetButton(wizard, PSBTN_CANCEL);
                 WaitUntilGone(wizard);
             });

@@ -23,6 +23,7 @@ namespace wiztest {
 struct Outcome {
     UINT icon = 0;           // the icon of the one box that tells the user; 0: no box at all
     bool staysOpen = false;  // the wizard is still open when the script has ended
+    bool namesError = true;  // the box's text carries the provider's error
 };
 
 // One provider call made to fail.

@@ -112,6 +112,29 @@ bool InjectedFailure::Fired() const {
            ERROR_FILE_NOT_FOUND;
 }
 
+bool InPersonalStore(PCCERT_CONTEXT certificate, bool machine, bool remove) {
+    ui::UniqueCertStore store(::CertOpenStore(
+        CERT_STORE_PROV_SYSTEM_W, 0, 0,
+        machine ? CERT_SYSTEM_STORE_LOCAL_MACHINE : CERT_SYSTEM_STORE_CURRENT_USER, L"MY"));
+    if (!store) return false;
+    ui::UniqueCertContext found(::CertFindCertificateInStore(
+        store.get(), X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, 0, CERT_FIND_EXISTING, certificate,
+        nullptr));
+    if (!found || !remove) return static_cast<bool>(found);
+    BYTE hash[20];
+    DWORD size = sizeof(hash);
+    if (!::CertGetCertificateContextProperty(certificate, CERT_SHA1_HASH_PROP_ID, hash, &size))
+        return true;
+    std::wstring key = L"Software\\Microsoft\\SystemCertificates\\MY\\Certificates\\";
+    for (DWORD i = 0; i < size; ++i) {
+        wchar_t digits[3];
+        std::swprintf(digits, 3, L"%02X", hash[i]);
+        key += digits;
+    }
+    ::RegDeleteTreeW(machine ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER, key.c_str());
+    return true;
+}
+
 void RunServicePage(const std::function<void(HWND sheet)>& script) {
     HMODULE applet = ::LoadLibraryW((std::wstring(kProductDir) + L"kvconfig.cpl").c_str());
     ASSERT_TRUE(applet);

@@ -66,6 +66,11 @@ private:
     std::wstring key_;
 };
 
+// Whether the certificate is in the personal store of the user or the computer; `remove`
+// takes it out. Removed through the registry: Wine does not write back a deletion from a
+// system store.
+bool InPersonalStore(PCCERT_CONTEXT certificate, bool machine, bool remove = false);
+
 // Opens the installed applet's sheet on the Service page, as the Control Panel does, and runs
 // `script` on it from the driver's thread; the sheet is cancelled when the script returns.
 void RunServicePage(const std::function<void(HWND sheet)>& script);

@@ -1,0 +1,202 @@
+// Links a certificate held in a file with the private key container that holds its key: the
+// certificate goes into a certificate store with a link to the container and, on request, into
+// the container too.
+#pragma once
+
+#include "ui/controls.h"
+#include "ui/handles.h"
+#include "wizards/certificate_info.h"
+#include "wizards/select_container.h"
+
+#include <string>
+#include <vector>
+
+namespace applet {
+
+class CWizardInstallPrivateCertificate;
+
+// The system's open-file dialog over certificate files.
+class COpenCertFileDialog {
+public:
+    explicit COpenCertFileDialog(HWND parent) : parent_(parent) {}
+    // IDOK with the chosen file in `path`, or IDCANCEL.
+    INT_PTR DoModal();
+    std::wstring path;
+
+private:
+    HWND parent_;
+};
+
+// Kept for completeness: the wizard opens on the file page.
+class CWizPageInstallCertificateWelcome : public CWizardPageBase {
+public:
+    CWizPageInstallCertificateWelcome();
+
+protected:
+    BOOL OnInitDialog() override;
+    BOOL OnSetActive() override;
+
+private:
+    ui::UniqueHFont titleFont_;
+};
+
+class CWizPageInstallCertificateSelectFile : public CWizardPageBase {
+public:
+    explicit CWizPageInstallCertificateSelectFile(CWizardInstallPrivateCertificate& wizard);
+    std::wstring fileName;
+
+protected:
+    BOOL OnSetActive() override;
+    void DoDataExchange(ui::DataExchange& dx) override;
+    bool OnCommand(UINT id, UINT code) override;
+    LRESULT OnWizardNext() override;
+
+private:
+    void UpdateButtons();
+    CWizardInstallPrivateCertificate& wizard_;
+};
+
+class CWizPageInstallCertificateSelectCertificate : public CWizardPageBase {
+public:
+    explicit CWizPageInstallCertificateSelectCertificate(CWizardInstallPrivateCertificate& wizard);
+
+protected:
+    BOOL OnSetActive() override;
+    bool OnCommand(UINT id, UINT code) override;
+
+private:
+    void ShowFields();
+    void Browse();
+    void UpdateButtons();
+    CWizardInstallPrivateCertificate& wizard_;
+};
+
+// Counts the automatic search's progress and tells whether the user has stopped it.
+class SearchProgress {
+public:
+    virtual ~SearchProgress() = default;
+    // Before each container is opened: the provider's index among `providers`, the containers
+    // reached so far and this one's name. False: stop searching.
+    virtual bool Step(int provider, int providers, int containers, const std::wstring& name) = 0;
+};
+
+// A provider the search walks: the name and type of a combo item.
+struct SearchProvider {
+    std::wstring name;
+    DWORD type = 0;
+};
+struct SearchHit {
+    int provider = -1;  // index into the list searched; -1: nothing matched
+    std::wstring container;
+    DWORD keySpec = 0;
+};
+// Walks the containers of every provider in order, each once, and stops at the first whose key
+// is the certificate's. `machine`: the computer's containers. Stopped, it found nothing.
+SearchHit FindContainerOfCertificate(const std::vector<SearchProvider>& providers, bool machine,
+                                     PCCERT_CONTEXT certificate, SearchProgress& progress);
+
+// A window over the sheet while the search runs: what has been searched so far and the
+// search's own Cancel; each container's name goes into `nameField` as it is reached. Between
+// containers the search lets windows paint and this window take its input; the sheet is
+// disabled meanwhile, so nothing else is acted on.
+class SearchWindow : public SearchProgress {
+public:
+    SearchWindow(HWND sheet, HWND nameField);
+    ~SearchWindow() override;
+    SearchWindow(const SearchWindow&) = delete;
+    SearchWindow& operator=(const SearchWindow&) = delete;
+
+    bool Step(int provider, int providers, int containers, const std::wstring& name) override;
+    bool Cancelled() const { return cancelled_; }
+
+private:
+    void Pump();
+    static INT_PTR CALLBACK Proc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp);
+
+    HWND sheet_, nameField_;
+    HWND window_ = nullptr;
+    bool cancelled_ = false;
+};
+
+class CWizPageInstallCertificateSelectContainer : public CWizPageSelectContainer {
+public:
+    explicit CWizPageInstallCertificateSelectContainer(CWizardInstallPrivateCertificate& wizard);
+
+protected:
+    BOOL OnInitDialog() override;
+    bool OnCommand(UINT id, UINT code) override;
+    LRESULT OnWizardNext() override;
+    LRESULT OnWizardBack() override;
+
+private:
+    void EnableManualEntry(bool enable);
+    void FindAutomatically();
+    CWizardInstallPrivateCertificate& wizard_;
+};
+
+class CWizPageInstallCertificateSelectStore : public CWizardPageBase {
+public:
+    explicit CWizPageInstallCertificateSelectStore(CWizardInstallPrivateCertificate& wizard);
+    std::wstring storeName;
+    int keySet = 0;
+    bool toContainer = false;
+
+protected:
+    BOOL OnSetActive() override;
+    void DoDataExchange(ui::DataExchange& dx) override;
+    bool OnCommand(UINT id, UINT code) override;
+    LRESULT OnWizardNext() override;
+
+private:
+    // Takes `store` as the target and shows its name; without a store, or without a name,
+    // there is no target. `systemName`: the name it was opened by, if any.
+    void TakeStore(HCERTSTORE store, const wchar_t* systemName = nullptr);
+    void Browse();
+    void UpdateButtons();
+    CWizardInstallPrivateCertificate& wizard_;
+};
+
+class CWizPageInstallCertificateFinish : public CWizardPageBase {
+public:
+    explicit CWizPageInstallCertificateFinish(CWizardInstallPrivateCertificate& wizard);
+
+protected:
+    BOOL OnInitDialog() override;
+    BOOL OnSetActive() override;
+    BOOL OnWizardFinish() override;
+
+private:
+    bool Link();
+    bool AddToStore();
+    void AddRow(UINT label, const std::wstring& value = {});
+    CWizardInstallPrivateCertificate& wizard_;
+    ui::UniqueHFont titleFont_;
+    ui::ListView list_;
+};
+
+class CWizardInstallPrivateCertificate : public CPropertySheetWizardBase {
+public:
+    explicit CWizardInstallPrivateCertificate(HWND parent);
+
+    // The installation's state, filled page by page.
+    bool severalCertificates = false;
+    ui::UniqueCertStore targetStore;
+    std::wstring targetStoreName;
+    ui::UniqueCertStore fileStore;
+    std::wstring filePath;
+    DWORD keySpec = 0;
+    CCryptProvContext container;
+    std::wstring containerName;
+    ui::UniqueCertContext certificate;
+    bool writeToContainer = false;
+
+private:
+    CWizPageInstallCertificateWelcome welcome_;
+    CWizPageInstallCertificateSelectFile file_;
+    CWizPageInstallCertificateSelectCertificate certificate_;
+    CWizPageInstallCertificateSelectContainer container_;
+    CWizPageInstallCertificateSelectStore store_;
+    CWizPageInstallCertificateFinish finish_;
+};
+
+}  // namespace applet
