@@ -4,7 +4,9 @@
 // Each template is created for real, hidden, so the template's font, dialog units and Wine's
 // fonts apply exactly as they do in the applet; each text is measured as the control draws it.
 #include "driver/driver.h"
+#include "resource.h"
 #include "ui/handles.h"
+#include "wizards/wizard_base.h"
 
 #include <gtest/gtest.h>
 
@@ -158,6 +160,15 @@ struct Template {
     LANGID language;
 };
 
+// Titles of exterior wizard pages, which their pages set in the large title font at run time.
+struct TitleControl {
+    WORD dialog;
+    int control;
+};
+constexpr TitleControl kTitles[] = {{IDD_CHECK_FINISH, IDC_CHECK_TITLE},
+                                    {IDD_INSTALL_WELCOME, IDC_INSTALL_TITLE},
+                                    {IDD_INSTALL_FINISH, IDC_INSTALL_TITLE}};
+
 std::vector<Template> DialogTemplates(HMODULE module) {
     std::vector<ResourceName> names;
     ::EnumResourceNamesW(
@@ -213,6 +224,12 @@ protected:
             ADD_FAILURE() << "template " << t.name.Display() << " " << LanguageName(t.language)
                           << " cannot be created (error " << ::GetLastError() << ")";
             return 0;
+        }
+        std::vector<ui::UniqueHFont> titleFonts;
+        for (const TitleControl& title : kTitles) {
+            HWND control = ::GetDlgItem(dialog.get(), title.control);
+            if (t.name.ordinal == title.dialog && control)
+                titleFonts.push_back(applet::SetWizardTitleFont(control));
         }
         int checked = 0;
         for (HWND control = ::GetWindow(dialog.get(), GW_CHILD); control;
