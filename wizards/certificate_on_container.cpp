@@ -26,11 +26,12 @@ const wchar_t* ChainStore(const std::string& oid) {
     return nullptr;
 }
 
-HCERTSTORE OpenSystemStore(const wchar_t* name, bool machine) {
+// `existing`: fail rather than create a store that is not there yet.
+HCERTSTORE OpenSystemStore(const wchar_t* name, bool machine, bool existing) {
     const DWORD location =
         machine ? CERT_SYSTEM_STORE_LOCAL_MACHINE : CERT_SYSTEM_STORE_CURRENT_USER;
-    return ::CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, location | CERT_STORE_OPEN_EXISTING_FLAG,
-                           name);
+    return ::CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0,
+                           location | (existing ? CERT_STORE_OPEN_EXISTING_FLAG : 0), name);
 }
 
 // Collects the chain certificates as the listing goes.
@@ -137,7 +138,8 @@ bool InstallChain(const std::vector<ChainCertificate>& chain, bool machine) {
         const wchar_t* name = ChainStore(certificate.oid);
         if (!name) continue;
         ui::UniqueCertStore& store = std::wcscmp(name, L"CA") == 0 ? ca : root;
-        if (!store) store.reset(OpenSystemStore(name, machine));
+        // A user who never had a chain certificate may have no such store yet.
+        if (!store) store.reset(OpenSystemStore(name, machine, false));
         if (!store) return false;
         if (!::CertAddEncodedCertificateToStore(
                 store.get(), kCertificateEncoding, certificate.encoded.data(),
@@ -229,7 +231,7 @@ void CWizPageCertificateOnContainerSelectCertificate::Install() {
     PCCERT_CONTEXT selected = wizard_.certificates.selected.get();
     if (!selected) return;
     const bool machine = Wizard().keySet == 1;
-    ui::UniqueCertStore personal(OpenSystemStore(kPersonalStore, machine));
+    ui::UniqueCertStore personal(OpenSystemStore(kPersonalStore, machine, true));
     if (!personal) {
         ErrorMessageBox(::GetLastError());
         return;

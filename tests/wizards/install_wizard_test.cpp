@@ -3,6 +3,7 @@
 // installed again.
 #include "driver/driver.h"
 #include "fixtures.h"
+#include "link_check.h"
 #include "kvcsp.h"
 #include "resource.h"
 #include "ui/handles.h"
@@ -84,29 +85,6 @@ std::wstring SummaryValue(HWND page, const std::wstring& label) {
     return L"<no row>";
 }
 
-// The private key reached through the certificate's link is the certificate's and signs. Wine
-// can't import this provider's keys from a certificate, so the signature is verified with the
-// key whose public part equals the certificate's.
-void ExpectLinkSigns(PCCERT_CONTEXT certificate) {
-    HCRYPTPROV prov = 0;
-    DWORD spec = 0;
-    BOOL free = FALSE;
-    ASSERT_TRUE(::CryptAcquireCertificatePrivateKey(certificate, 0, nullptr, &prov, &spec, &free));
-    ui::UniqueCryptProv owned(free ? prov : 0);
-    EXPECT_EQ(DWORD{AT_SIGNATURE}, spec);
-    const BYTE data[] = "signed through the link";
-    ui::UniqueCryptHash hash;
-    ASSERT_TRUE(::CryptCreateHash(prov, kvcsp::kAlgHash, 0, 0, hash.put()));
-    ASSERT_TRUE(::CryptHashData(hash.get(), data, sizeof(data), 0));
-    BYTE signature[512];
-    DWORD size = sizeof(signature);
-    ASSERT_TRUE(::CryptSignHashW(hash.get(), spec, nullptr, 0, signature, &size));
-    EXPECT_EQ(spec, applet::MatchContainerKey(prov, certificate));
-    ui::UniqueCryptKey key;
-    ASSERT_TRUE(::CryptGetUserKey(prov, spec, key.put()));
-    EXPECT_TRUE(::CryptVerifySignatureW(hash.get(), signature, size, key.get(), nullptr, 0));
-}
-
 TEST(InstallWizard, InstallsWithTheLinkIntoTheContainerAndAsksBeforeReplacing) {
     fixtures::ContainerSpec spec;
     spec.name = L"kv-install-wizard";
@@ -159,7 +137,7 @@ TEST(InstallWizard, InstallsWithTheLinkIntoTheContainerAndAsksBeforeReplacing) {
     });
     ui::UniqueCertContext installed = Installed(certificate, false);
     ASSERT_TRUE(installed);
-    ExpectLinkSigns(installed.get());
+    wiztest::ExpectLinkSigns(installed.get(), AT_SIGNATURE);
     std::vector<Bytes> inContainer;
     ASSERT_EQ(0u, fixtures::ContainerCertificates(spec.provider, spec.type, false, spec.name,
                                                   inContainer));
