@@ -17,6 +17,8 @@
 namespace {
 
 using namespace driver;
+using wiztest::Enabled;
+using wiztest::Press;
 using Bytes = std::vector<BYTE>;
 using Notices = std::vector<UINT>;
 
@@ -178,16 +180,6 @@ TEST(ContainerCertificates, ChainReachesCaAndRootOfTheSameOwnerAndAgainIsNoError
         prov.reset();
         Remove(spec);
     }
-}
-
-bool Enabled(HWND wizard, int button) {
-    HWND b = SheetButton(wizard, button);
-    return IsVisible(b) && IsEnabled(b);
-}
-
-void Press(HWND wizard, int button) {
-    WaitUntil([&] { return Enabled(wizard, button); }, "the button enabled");
-    Click(SheetButton(wizard, button));
 }
 
 MessageBoxInfo ExpectBox(int answer, UINT icon, const std::wstring& text) {

@@ -20,6 +20,8 @@
 namespace {
 
 using namespace driver;
+using wiztest::Enabled;
+using wiztest::Press;
 using Bytes = std::vector<BYTE>;
 using fixtures::FileFormat;
 
@@ -50,16 +52,6 @@ void Uninstall(const Bytes& encoded, bool machine) {
     ui::UniqueCertContext certificate(::CertCreateCertificateContext(
         applet::kCertificateEncoding, encoded.data(), static_cast<DWORD>(encoded.size())));
     wiztest::InPersonalStore(certificate.get(), machine, true);
-}
-
-bool Enabled(HWND wizard, int button) {
-    HWND b = SheetButton(wizard, button);
-    return IsVisible(b) && IsEnabled(b);
-}
-
-void Press(HWND wizard, int button) {
-    WaitUntil([&] { return Enabled(wizard, button); }, "the button enabled");
-    Click(SheetButton(wizard, button));
 }
 
 void AwaitPage(HWND wizard, int index) {

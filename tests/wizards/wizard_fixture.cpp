@@ -140,6 +140,16 @@ bool InSystemStore(PCCERT_CONTEXT certificate, const std::wstring& name, bool ma
     return true;
 }
 
+bool Enabled(HWND wizard, int button) {
+    HWND b = driver::SheetButton(wizard, button);
+    return driver::IsVisible(b) && driver::IsEnabled(b);
+}
+
+void Press(HWND wizard, int button) {
+    driver::WaitUntil([&] { return Enabled(wizard, button); }, "the button enabled");
+    driver::Click(driver::SheetButton(wizard, button));
+}
+
 void RunServicePage(const std::function<void(HWND sheet)>& script) {
     HMODULE applet = ::LoadLibraryW((std::wstring(kProductDir) + L"kvconfig.cpl").c_str());
     ASSERT_TRUE(applet);
