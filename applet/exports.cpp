@@ -2,6 +2,7 @@
 
 #include "applet/module_state.h"
 #include "ui/callback.h"
+#include "wizards/certificate_on_container.h"
 #include "wizards/change_password.h"
 #include "wizards/delete_container.h"
 #include "wizards/install_certificate.h"
@@ -35,4 +36,7 @@ void WINAPI WizInstallPrivateCertificate(HWND parent) {
     RunExportedWizard<applet::CWizardInstallPrivateCertificate>(parent);
 }
 
+void WINAPI WizViewCertificateInContainer(HWND parent) {
+    RunExportedWizard<applet::CWizardCertificateOnContainer>(parent);
+}
 }

@@ -7,4 +7,5 @@ extern "C" {
 void WINAPI WizDeleteContainer(HWND parent);
 void WINAPI WizChangePassword(HWND parent);
 void WINAPI WizInstallPrivateCertificate(HWND parent);
+void WINAPI WizViewCertificateInContainer(HWND parent);
 }

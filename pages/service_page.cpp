@@ -2,6 +2,7 @@
 
 #include "pages/delete_passwords_dialog.h"
 #include "resource.h"
+#include "wizards/certificate_on_container.h"
 #include "wizards/change_password.h"
 #include "wizards/check_container.h"
 #include "wizards/copy_container.h"
@@ -37,6 +38,9 @@ bool CPropPageConfigCSPServices::OnCommand(UINT id, UINT code) {
             return true;
         case IDC_SERVICE_CHANGE_PASSWORD:
             RunWizard<CWizardChangePassword>(hwnd());
+            return true;
+        case IDC_SERVICE_VIEW_CERTIFICATES:
+            RunWizard<CWizardCertificateOnContainer>(hwnd());
             return true;
         case IDC_SERVICE_INSTALL_CERTIFICATE:
             RunWizard<CWizardInstallPrivateCertificate>(hwnd());

@@ -382,3 +382,20 @@
 #define IDS_INSTALL_CANCELLED                 1077
 #define IDS_INSTALL_NOT_FOUND                 151
 #define IDS_INSTALL_SEARCHING                 196   // printf: provider's number, of, containers
+
+// ---------------------------------------------------------------------------------------------
+// Certificates in container wizard: its certificate page (the install page's control ids) and
+// its strings; %1 the container's unique name
+// ---------------------------------------------------------------------------------------------
+#define IDD_VIEW_CERTIFICATE                  159
+#define IDS_INSTALLED_COMPUTER                128
+#define IDS_INSTALLED_USER                    129
+#define IDS_VIEW_NO_SIGNATURE_CERT            1035
+#define IDS_VIEW_NO_EXCHANGE_CERT             1036
+#define IDS_VIEW_SIGNATURE_MISMATCH           1039
+#define IDS_VIEW_EXCHANGE_MISMATCH            1040
+#define IDS_WIZARD_VIEW                       1055
+#define IDS_VIEW_SELECT_SUBTITLE              1079
+#define IDS_VIEW_NO_CERTIFICATES              1080
+#define IDS_VIEW_CERT_HEADER                  1087
+#define IDS_VIEW_CERT_SUBTITLE                1088

@@ -136,14 +136,6 @@ BOOL WINAPI CollectStoreName(const void* name, DWORD, PCERT_SYSTEM_STORE_INFO, v
     return TRUE;
 }
 
-// Whether [begin, begin + size) lies inside `buffer`: a decoded structure keeps everything it
-// points to in its own output.
-bool Inside(const Bytes& buffer, const void* begin, size_t size) {
-    auto first = static_cast<const BYTE*>(begin);
-    return first >= buffer.data() && first <= buffer.data() + buffer.size() &&
-           size <= static_cast<size_t>(buffer.data() + buffer.size() - first);
-}
-
 class Check {
 public:
     Check(HCRYPTPROV prov, int keySet, CheckReport& report)
@@ -391,25 +383,13 @@ private:
 
     // An extension whose value is a set of certificates; an empty value has no row.
     void Extension(const BYTE* value, const char* oid, DWORD length, LONG critical) {
-        if (length == 0) return;
-        DWORD decodedSize = 0;
-        if (!::CryptDecodeObject(kEncoding, oid, value, length, 0, nullptr, &decodedSize) ||
-            decodedSize < sizeof(CRYPT_BLOB_ARRAY))
-            return;
-        Bytes decoded(decodedSize);
-        if (!::CryptDecodeObject(kEncoding, oid, value, length, 0, decoded.data(), &decodedSize))
-            return;
+        const auto certificates = DecodeCertificateSet(oid, value, length);
+        if (!certificates) return;
         Row(critical > 0 ? IDS_CHECK_CRITICAL : IDS_CHECK_NONCRITICAL,
             FromAnsi(oid, ::strlen(oid)));
-        const auto* certificates = reinterpret_cast<const CRYPT_BLOB_ARRAY*>(decoded.data());
-        if (certificates->cBlob &&
-            !Inside(decoded, certificates->rgBlob, certificates->cBlob * sizeof(CRYPT_DATA_BLOB)))
-            return;
-        for (DWORD i = 0; i < certificates->cBlob; ++i) {
-            const CRYPT_DATA_BLOB& blob = certificates->rgBlob[i];
-            if (!Inside(decoded, blob.pbData, blob.cbData)) continue;
-            ui::UniqueCertContext certificate(
-                ::CertCreateCertificateContext(kEncoding, blob.pbData, blob.cbData));
+        for (const Bytes& encoded : *certificates) {
+            ui::UniqueCertContext certificate(::CertCreateCertificateContext(
+                kEncoding, encoded.data(), static_cast<DWORD>(encoded.size())));
             if (certificate)
                 CertificateDetails(certificate.get(), DecodeUsagePeriod(certificate.get()));
         }

@@ -29,7 +29,38 @@ DWORD ListingError() {
     return IsSystemError(error, ERROR_NO_MORE_ITEMS) ? 0 : error;
 }
 
+// Whether [begin, begin + size) lies in `buffer`.
+bool Inside(const std::vector<BYTE>& buffer, const void* begin, size_t size) {
+    auto first = static_cast<const BYTE*>(begin);
+    return first >= buffer.data() && first <= buffer.data() + buffer.size() &&
+           size <= static_cast<size_t>(buffer.data() + buffer.size() - first);
+}
+
 }  // namespace
+
+std::optional<std::vector<std::vector<BYTE>>> DecodeCertificateSet(const char* oid,
+                                                                   const BYTE* value,
+                                                                   DWORD length) {
+    constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
+    DWORD size = 0;
+    if (length == 0 || !::CryptDecodeObject(kEncoding, oid, value, length, 0, nullptr, &size) ||
+        size < sizeof(CRYPT_BLOB_ARRAY))
+        return std::nullopt;
+    std::vector<BYTE> decoded(size);
+    if (!::CryptDecodeObject(kEncoding, oid, value, length, 0, decoded.data(), &size))
+        return std::nullopt;
+    const auto* set = reinterpret_cast<const CRYPT_BLOB_ARRAY*>(decoded.data());
+    std::vector<std::vector<BYTE>> certificates;
+    // The decoder's pointers are trusted only inside what it was given.
+    if (set->cBlob && !Inside(decoded, set->rgBlob, set->cBlob * sizeof(CRYPT_DATA_BLOB)))
+        return certificates;
+    for (DWORD i = 0; i < set->cBlob; ++i) {
+        const CRYPT_DATA_BLOB& blob = set->rgBlob[i];
+        if (Inside(decoded, blob.pbData, blob.cbData))
+            certificates.emplace_back(blob.pbData, blob.pbData + blob.cbData);
+    }
+    return certificates;
+}
 
 std::optional<ExtensionItem> ParseExtensionRecord(const BYTE* record, size_t size) {
     constexpr size_t kHead = 2 * sizeof(DWORD);

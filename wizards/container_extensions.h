@@ -7,6 +7,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace ATL2 {
 
@@ -37,6 +38,11 @@ struct ExtensionItem {
 // Reads no byte outside [record, record + size). Empty when the record is shorter than its
 // header, its value runs past its end, or its identifier has no terminating zero inside it.
 std::optional<ExtensionItem> ParseExtensionRecord(const BYTE* record, size_t size);
+
+// The encoded certificates an extension value of a certificate-set identifier carries, decoded
+// as its identifier says; empty when it does not decode as a set.
+std::optional<std::vector<std::vector<BYTE>>> DecodeCertificateSet(const char* oid,
+                                                                   const BYTE* value, DWORD length);
 
 // How each fetch after the first is sized.
 enum class ExtensionFetch {

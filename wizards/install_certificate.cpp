@@ -33,15 +33,6 @@ void SetWizardButtons(HWND sheet, DWORD buttons) {
     ::PostMessageW(sheet, PSM_SETWIZBUTTONS, 0, buttons);
 }
 
-void ViewCertificate(PCCERT_CONTEXT certificate, HWND parent) {
-    CRYPTUI_VIEWCERTIFICATE_STRUCTW view{};
-    view.dwSize = sizeof(view);
-    view.hwndParent = parent;
-    view.dwFlags = kViewFlags;
-    view.pCertContext = certificate;
-    ::CryptUIDlgViewCertificateW(&view, nullptr);
-}
-
 BOOL WINAPI ShowCertificate(PCCERT_CONTEXT certificate, HWND parent, void*) {
     ViewCertificate(certificate, parent);
     return TRUE;
@@ -73,6 +64,79 @@ std::wstring StoreName(HCERTSTORE store, const wchar_t* systemName = nullptr) {
 }
 
 }  // namespace
+
+void ViewCertificate(PCCERT_CONTEXT certificate, HWND parent, HCERTSTORE extra) {
+    CRYPTUI_VIEWCERTIFICATE_STRUCTW view{};
+    view.dwSize = sizeof(view);
+    view.hwndParent = parent;
+    view.dwFlags = kViewFlags;
+    view.pCertContext = certificate;
+    if (extra) {
+        view.cStores = 1;
+        view.rghStores = &extra;
+    }
+    ::CryptUIDlgViewCertificateW(&view, nullptr);
+}
+
+void ShowCertificateFields(HWND page, PCCERT_CONTEXT certificate) {
+    CertificateFields fields;
+    if (certificate) fields = ReadCertificateFields(certificate);
+    const std::pair<int, const std::wstring*> edits[] = {
+        {IDC_INSTALL_CERT_NAME, &fields.name},     {IDC_INSTALL_CERT_SUBJECT, &fields.subject},
+        {IDC_INSTALL_CERT_ISSUER, &fields.issuer}, {IDC_INSTALL_CERT_FROM, &fields.validFrom},
+        {IDC_INSTALL_CERT_TO, &fields.validTo},    {IDC_INSTALL_CERT_SERIAL, &fields.serial}};
+    for (const auto& [id, text] : edits) ::SetDlgItemTextW(page, id, text->c_str());
+    if (certificate) {
+        ::SetDlgItemTextW(page, IDC_INSTALL_CERT_USE, L"");
+        ui::Control(::GetDlgItem(page, IDC_INSTALL_CERT_USE_LABEL)).Show(false);
+        ui::Control(::GetDlgItem(page, IDC_INSTALL_CERT_USE)).Show(false);
+    }
+    ui::Control(::GetDlgItem(page, IDC_INSTALL_CERT_PROPERTIES)).Enable(certificate != nullptr);
+}
+
+ui::UniqueCertContext ChooseCertificate(HWND parent, HCERTSTORE store) {
+    SelectCertificateRequest request{};
+    request.dwSize = sizeof(request);
+    request.hwndParent = parent;
+    request.pDisplayCallback = ShowCertificate;
+    request.cDisplayStores = 1;
+    request.rghDisplayStores = &store;
+    return ui::UniqueCertContext(::CryptUIDlgSelectCertificateW(&request));
+}
+
+bool InstallCertificate(HCERTSTORE store, PCCERT_CONTEXT certificate) {
+    // Whatever an earlier installation kept under the same key identifier would shadow the new
+    // link.
+    std::vector<BYTE> identifier;
+    if (ReadSized(
+            [&](BYTE* buffer, DWORD* size) {
+                return ::CertGetCertificateContextProperty(certificate, CERT_KEY_IDENTIFIER_PROP_ID,
+                                                           buffer, size) != FALSE;
+            },
+            identifier)) {
+        CRYPT_HASH_BLOB blob{static_cast<DWORD>(identifier.size()), identifier.data()};
+        ::CryptSetKeyIdentifierProperty(&blob, 0, CRYPT_KEYID_DELETE_FLAG, nullptr, nullptr,
+                                        nullptr);
+    }
+    auto add = [&](DWORD disposition) {
+        return ::CertAddCertificateContextToStore(store, certificate, disposition, nullptr) !=
+               FALSE;
+    };
+    if (add(CERT_STORE_ADD_NEW)) return true;
+    DWORD error = ::GetLastError();
+    if (error == static_cast<DWORD>(CRYPT_E_EXISTS)) {
+        if (MessageBoxId(IDS_INSTALL_REPLACE, MB_YESNO | MB_ICONINFORMATION) != IDYES) {
+            MessageBoxId(IDS_INSTALL_CANCELLED, MB_ICONINFORMATION);
+            ::SetLastError(ERROR_CANCELLED);
+            return false;
+        }
+        if (add(CERT_STORE_ADD_REPLACE_EXISTING)) return true;
+        error = ::GetLastError();
+    }
+    ErrorMessageBox(error);
+    ::SetLastError(error);
+    return false;
+}
 
 INT_PTR COpenCertFileDialog::DoModal() {
     std::wstring filter = kCertificateFilter;
@@ -174,26 +238,11 @@ CWizPageInstallCertificateSelectCertificate::CWizPageInstallCertificateSelectCer
 
 BOOL CWizPageInstallCertificateSelectCertificate::OnSetActive() {
     ui::Control(Item(IDC_INSTALL_CERT_INSTALL)).Show(false);
-    ShowFields();
+    ShowCertificateFields(hwnd(), wizard_.certificate.get());
     ui::Control(Item(IDC_INSTALL_CERT_BROWSE)).Enable(wizard_.severalCertificates);
     ui::Control(Item(IDC_INSTALL_CERT_NOTE)).Show(wizard_.severalCertificates);
     UpdateButtons();
     return CWizardPageBase::OnSetActive();
-}
-
-void CWizPageInstallCertificateSelectCertificate::ShowFields() {
-    CertificateFields fields;
-    if (wizard_.certificate) fields = ReadCertificateFields(wizard_.certificate.get());
-    const std::pair<int, const std::wstring*> edits[] = {
-        {IDC_INSTALL_CERT_NAME, &fields.name},     {IDC_INSTALL_CERT_SUBJECT, &fields.subject},
-        {IDC_INSTALL_CERT_ISSUER, &fields.issuer}, {IDC_INSTALL_CERT_FROM, &fields.validFrom},
-        {IDC_INSTALL_CERT_TO, &fields.validTo},    {IDC_INSTALL_CERT_SERIAL, &fields.serial}};
-    for (const auto& [id, text] : edits) ::SetDlgItemTextW(hwnd(), id, text->c_str());
-    if (wizard_.certificate) {
-        ui::Control(Item(IDC_INSTALL_CERT_USE_LABEL)).Show(false);
-        ui::Control(Item(IDC_INSTALL_CERT_USE)).Show(false);
-    }
-    ui::Control(Item(IDC_INSTALL_CERT_PROPERTIES)).Enable(static_cast<bool>(wizard_.certificate));
 }
 
 void CWizPageInstallCertificateSelectCertificate::UpdateButtons() {
@@ -203,7 +252,11 @@ void CWizPageInstallCertificateSelectCertificate::UpdateButtons() {
 bool CWizPageInstallCertificateSelectCertificate::OnCommand(UINT id, UINT code) {
     if (code != BN_CLICKED) return false;
     if (id == IDC_INSTALL_CERT_BROWSE) {
-        Browse();
+        if (auto chosen = ChooseCertificate(hwnd(), wizard_.fileStore.get())) {
+            wizard_.certificate = std::move(chosen);
+            ShowCertificateFields(hwnd(), wizard_.certificate.get());
+        }
+        UpdateButtons();
         return true;
     }
     if (id == IDC_INSTALL_CERT_PROPERTIES) {
@@ -211,21 +264,6 @@ bool CWizPageInstallCertificateSelectCertificate::OnCommand(UINT id, UINT code) 
         return true;
     }
     return false;
-}
-
-void CWizPageInstallCertificateSelectCertificate::Browse() {
-    HCERTSTORE stores[] = {wizard_.fileStore.get()};
-    SelectCertificateRequest request{};
-    request.dwSize = sizeof(request);
-    request.hwndParent = hwnd();
-    request.pDisplayCallback = ShowCertificate;
-    request.cDisplayStores = 1;
-    request.rghDisplayStores = stores;
-    if (PCCERT_CONTEXT chosen = ::CryptUIDlgSelectCertificateW(&request)) {
-        wizard_.certificate.reset(chosen);
-        ShowFields();
-    }
-    UpdateButtons();
 }
 
 SearchWindow::SearchWindow(HWND sheet, HWND nameField) : sheet_(sheet), nameField_(nameField) {
@@ -545,37 +583,7 @@ bool CWizPageInstallCertificateFinish::Link() {
 }
 
 bool CWizPageInstallCertificateFinish::AddToStore() {
-    PCCERT_CONTEXT certificate = wizard_.certificate.get();
-    // Whatever an earlier installation kept under the same key identifier would shadow the new
-    // link.
-    std::vector<BYTE> identifier;
-    if (ReadSized(
-            [&](BYTE* buffer, DWORD* size) {
-                return ::CertGetCertificateContextProperty(certificate, CERT_KEY_IDENTIFIER_PROP_ID,
-                                                           buffer, size) != FALSE;
-            },
-            identifier)) {
-        CRYPT_HASH_BLOB blob{static_cast<DWORD>(identifier.size()), identifier.data()};
-        ::CryptSetKeyIdentifierProperty(&blob, 0, CRYPT_KEYID_DELETE_FLAG, nullptr, nullptr,
-                                        nullptr);
-    }
-    auto add = [&](DWORD disposition) {
-        return ::CertAddCertificateContextToStore(wizard_.targetStore.get(), certificate,
-                                                  disposition, nullptr) != FALSE;
-    };
-    if (add(CERT_STORE_ADD_NEW)) return true;
-    DWORD error = ::GetLastError();
-    if (error == static_cast<DWORD>(CRYPT_E_EXISTS)) {
-        if (MessageBoxId(IDS_INSTALL_REPLACE, MB_YESNO | MB_ICONINFORMATION) != IDYES) {
-            MessageBoxId(IDS_INSTALL_CANCELLED, MB_ICONINFORMATION);
-            ::SetLastError(ERROR_CANCELLED);
-            return false;
-        }
-        if (add(CERT_STORE_ADD_REPLACE_EXISTING)) return true;
-        error = ::GetLastError();
-    }
-    ErrorMessageBox(error);
-    return false;
+    return InstallCertificate(wizard_.targetStore.get(), wizard_.certificate.get());
 }
 
 CWizardInstallPrivateCertificate::CWizardInstallPrivateCertificate(HWND parent)

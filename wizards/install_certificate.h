@@ -27,6 +27,19 @@ private:
     HWND parent_;
 };
 
+// What the certificate pages of the certificate wizards share (the same control ids).
+// Shows the certificate's fields on `page`, or empty fields without one.
+void ShowCertificateFields(HWND page, PCCERT_CONTEXT certificate);
+// The system's certificate dialog over `certificate`; `extra`, when given, is searched for its
+// chain.
+void ViewCertificate(PCCERT_CONTEXT certificate, HWND parent, HCERTSTORE extra = nullptr);
+// The system's selection dialog over the certificates of `store`; none when nothing is picked.
+ui::UniqueCertContext ChooseCertificate(HWND parent, HCERTSTORE store);
+// Adds the certificate, with the link it carries, to `store` as new; one already there is
+// replaced when the user agrees. Every failure is told; false with the last error
+// (ERROR_CANCELLED when the user declined).
+bool InstallCertificate(HCERTSTORE store, PCCERT_CONTEXT certificate);
+
 // Kept for completeness: the wizard opens on the file page.
 class CWizPageInstallCertificateWelcome : public CWizardPageBase {
 public:
@@ -65,8 +78,6 @@ protected:
     bool OnCommand(UINT id, UINT code) override;
 
 private:
-    void ShowFields();
-    void Browse();
     void UpdateButtons();
     CWizardInstallPrivateCertificate& wizard_;
 };

@@ -1,6 +1,7 @@
 // Photographs the private certificate installation wizard as the Control Panel runs it, in
 // English and in Russian: the file typed, the certificate read from it, its container found
-// automatically, the computer's personal store and the summary.
+// automatically, the computer's personal store and the summary; then the certificates in that
+// container.
 // Usage: kvinstallshots OUTPUT-DIRECTORY
 #include "driver/driver.h"
 #include "fixtures.h"
@@ -60,6 +61,17 @@ int wmain(int argc, wchar_t** argv) {
             shot(wizard, L"install-wizard-store");
             Next(wizard, 4);
             shot(wizard, L"install-wizard-finish");
+            PressSheetButton(wizard, PSBTN_CANCEL);
+            WaitUntilGone(wizard);
+
+            Click(Item(ActivePage(sheet), IDC_SERVICE_VIEW_CERTIFICATES));
+            wizard = WaitForWindow({L"#32770", L"", sheet, true});
+            page = ActivePage(wizard);
+            Click(page, IDC_SELECT_COMPUTER);
+            SetText(Item(page, IDC_SELECT_NAME), kContainer);
+            shot(wizard, L"view-wizard-container");
+            Next(wizard, 1);
+            shot(wizard, L"view-wizard-certificate");
             PressSheetButton(wizard, PSBTN_CANCEL);
             WaitUntilGone(wizard);
         });

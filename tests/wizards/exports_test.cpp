@@ -25,7 +25,9 @@ TEST(Exports, OpenTheirWizardsOverTheCallersWindow) {
          {Case{"WizDeleteContainer", L"Delete private key container", IDC_SELECT_NAME},
           Case{"WizChangePassword", L"Change password for private key container", IDC_SELECT_NAME},
           Case{"WizInstallPrivateCertificate", L"Private certificate installation wizard",
-               IDC_INSTALL_FILE_NAME}}) {
+               IDC_INSTALL_FILE_NAME},
+          Case{"WizViewCertificateInContainer", L"Certificates in private key container",
+               IDC_SELECT_NAME}}) {
         SCOPED_TRACE(c.exportName);
         using Entry = void(WINAPI*)(HWND);
         auto entry = reinterpret_cast<Entry>(

@@ -3,6 +3,7 @@
 // installed again.
 #include "driver/driver.h"
 #include "fixtures.h"
+#include "link_check.h"
 #include "kvcsp.h"
 #include "resource.h"
 #include "ui/handles.h"
@@ -19,6 +20,8 @@
 namespace {
 
 using namespace driver;
+using wiztest::Enabled;
+using wiztest::Press;
 using Bytes = std::vector<BYTE>;
 using fixtures::FileFormat;
 
@@ -51,16 +54,6 @@ void Uninstall(const Bytes& encoded, bool machine) {
     wiztest::InPersonalStore(certificate.get(), machine, true);
 }
 
-bool Enabled(HWND wizard, int button) {
-    HWND b = SheetButton(wizard, button);
-    return IsVisible(b) && IsEnabled(b);
-}
-
-void Press(HWND wizard, int button) {
-    WaitUntil([&] { return Enabled(wizard, button); }, "the button enabled");
-    Click(SheetButton(wizard, button));
-}
-
 void AwaitPage(HWND wizard, int index) {
     WaitUntil([&] { return ActivePageIndex(wizard) == index; }, "page " + std::to_string(index));
     Flush();
@@ -82,29 +75,6 @@ std::wstring SummaryValue(HWND page, const std::wstring& label) {
     for (const std::vector<std::wstring>& row : ListRows(Item(page, IDC_INSTALL_SUMMARY)))
         if (row.at(0) == label) return row.size() > 1 ? row[1] : std::wstring();
     return L"<no row>";
-}
-
-// The private key reached through the certificate's link is the certificate's and signs. Wine
-// can't import this provider's keys from a certificate, so the signature is verified with the
-// key whose public part equals the certificate's.
-void ExpectLinkSigns(PCCERT_CONTEXT certificate) {
-    HCRYPTPROV prov = 0;
-    DWORD spec = 0;
-    BOOL free = FALSE;
-    ASSERT_TRUE(::CryptAcquireCertificatePrivateKey(certificate, 0, nullptr, &prov, &spec, &free));
-    ui::UniqueCryptProv owned(free ? prov : 0);
-    EXPECT_EQ(DWORD{AT_SIGNATURE}, spec);
-    const BYTE data[] = "signed through the link";
-    ui::UniqueCryptHash hash;
-    ASSERT_TRUE(::CryptCreateHash(prov, kvcsp::kAlgHash, 0, 0, hash.put()));
-    ASSERT_TRUE(::CryptHashData(hash.get(), data, sizeof(data), 0));
-    BYTE signature[512];
-    DWORD size = sizeof(signature);
-    ASSERT_TRUE(::CryptSignHashW(hash.get(), spec, nullptr, 0, signature, &size));
-    EXPECT_EQ(spec, applet::MatchContainerKey(prov, certificate));
-    ui::UniqueCryptKey key;
-    ASSERT_TRUE(::CryptGetUserKey(prov, spec, key.put()));
-    EXPECT_TRUE(::CryptVerifySignatureW(hash.get(), signature, size, key.get(), nullptr, 0));
 }
 
 TEST(InstallWizard, InstallsWithTheLinkIntoTheContainerAndAsksBeforeReplacing) {
@@ -159,7 +129,7 @@ TEST(InstallWizard, InstallsWithTheLinkIntoTheContainerAndAsksBeforeReplacing) {
     });
     ui::UniqueCertContext installed = Installed(certificate, false);
     ASSERT_TRUE(installed);
-    ExpectLinkSigns(installed.get());
+    wiztest::ExpectLinkSigns(installed.get(), AT_SIGNATURE);
     std::vector<Bytes> inContainer;
     ASSERT_EQ(0u, fixtures::ContainerCertificates(spec.provider, spec.type, false, spec.name,
                                                   inContainer));

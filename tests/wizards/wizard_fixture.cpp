@@ -113,9 +113,14 @@ bool InjectedFailure::Fired() const {
 }
 
 bool InPersonalStore(PCCERT_CONTEXT certificate, bool machine, bool remove) {
+    return InSystemStore(certificate, L"MY", machine, remove);
+}
+
+bool InSystemStore(PCCERT_CONTEXT certificate, const std::wstring& name, bool machine,
+                   bool remove) {
     ui::UniqueCertStore store(::CertOpenStore(
         CERT_STORE_PROV_SYSTEM_W, 0, 0,
-        machine ? CERT_SYSTEM_STORE_LOCAL_MACHINE : CERT_SYSTEM_STORE_CURRENT_USER, L"MY"));
+        machine ? CERT_SYSTEM_STORE_LOCAL_MACHINE : CERT_SYSTEM_STORE_CURRENT_USER, name.c_str()));
     if (!store) return false;
     ui::UniqueCertContext found(::CertFindCertificateInStore(
         store.get(), X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, 0, CERT_FIND_EXISTING, certificate,
@@ -125,7 +130,7 @@ bool InPersonalStore(PCCERT_CONTEXT certificate, bool machine, bool remove) {
     DWORD size = sizeof(hash);
     if (!::CertGetCertificateContextProperty(certificate, CERT_SHA1_HASH_PROP_ID, hash, &size))
         return true;
-    std::wstring key = L"Software\\Microsoft\\SystemCertificates\\MY\\Certificates\\";
+    std::wstring key = L"Software\\Microsoft\\SystemCertificates\\" + name + L"\\Certificates\\";
     for (DWORD i = 0; i < size; ++i) {
         wchar_t digits[3];
         std::swprintf(digits, 3, L"%02X", hash[i]);
@@ -133,6 +138,16 @@ bool InPersonalStore(PCCERT_CONTEXT certificate, bool machine, bool remove) {
     }
     ::RegDeleteTreeW(machine ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER, key.c_str());
     return true;
+}
+
+bool Enabled(HWND wizard, int button) {
+    HWND b = driver::SheetButton(wizard, button);
+    return driver::IsVisible(b) && driver::IsEnabled(b);
+}
+
+void Press(HWND wizard, int button) {
+    driver::WaitUntil([&] { return Enabled(wizard, button); }, "the button enabled");
+    driver::Click(driver::SheetButton(wizard, button));
 }
 
 void RunServicePage(const std::function<void(HWND sheet)>& script) {

@@ -70,6 +70,14 @@ private:
 // takes it out. Removed through the registry: Wine does not write back a deletion from a
 // system store.
 bool InPersonalStore(PCCERT_CONTEXT certificate, bool machine, bool remove = false);
+// The same for the system store `name` ("CA", "ROOT" ...).
+bool InSystemStore(PCCERT_CONTEXT certificate, const std::wstring& name, bool machine,
+                   bool remove = false);
+
+// Whether the wizard's button `button` (driver::kNext ...) is shown and enabled.
+bool Enabled(HWND wizard, int button);
+// Waits until it is, then clicks it.
+void Press(HWND wizard, int button);
 
 // Opens the installed applet's sheet on the Service page, as the Control Panel does, and runs
 // `script` on it from the driver's thread; the sheet is cancelled when the script returns.

@@ -1,0 +1,31 @@
+#include "link_check.h"
+
+#include "kvcsp.h"
+#include "ui/handles.h"
+#include "wizards/certificate_info.h"
+
+#include <gtest/gtest.h>
+
+namespace wiztest {
+
+void ExpectLinkSigns(PCCERT_CONTEXT certificate, DWORD expected) {
+    HCRYPTPROV prov = 0;
+    DWORD spec = 0;
+    BOOL free = FALSE;
+    ASSERT_TRUE(::CryptAcquireCertificatePrivateKey(certificate, 0, nullptr, &prov, &spec, &free));
+    ui::UniqueCryptProv owned(free ? prov : 0);
+    EXPECT_EQ(expected, spec);
+    const BYTE data[] = "signed through the link";
+    ui::UniqueCryptHash hash;
+    ASSERT_TRUE(::CryptCreateHash(prov, kvcsp::kAlgHash, 0, 0, hash.put()));
+    ASSERT_TRUE(::CryptHashData(hash.get(), data, sizeof(data), 0));
+    BYTE signature[512];
+    DWORD size = sizeof(signature);
+    ASSERT_TRUE(::CryptSignHashW(hash.get(), spec, nullptr, 0, signature, &size));
+    EXPECT_EQ(spec, applet::MatchContainerKey(prov, certificate));
+    ui::UniqueCryptKey key;
+    ASSERT_TRUE(::CryptGetUserKey(prov, spec, key.put()));
+    EXPECT_TRUE(::CryptVerifySignatureW(hash.get(), signature, size, key.get(), nullptr, 0));
+}
+
+}  // namespace wiztest
