@@ -122,9 +122,9 @@ bool InSystemStore(PCCERT_CONTEXT certificate, const std::wstring& name, bool ma
         CERT_STORE_PROV_SYSTEM_W, 0, 0,
         machine ? CERT_SYSTEM_STORE_LOCAL_MACHINE : CERT_SYSTEM_STORE_CURRENT_USER, name.c_str()));
     if (!store) return false;
-    ui::UniqueCertContext found(::CertFindCertificateInStore(
-        store.get(), X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, 0, CERT_FIND_EXISTING, certificate,
-        nullptr));
+    ui::UniqueCertContext found(
+        ::CertFindCertificateInStore(store.get(), X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, 0,
+                                     CERT_FIND_EXISTING, certificate, nullptr));
     if (!found || !remove) return static_cast<bool>(found);
     BYTE hash[20];
     DWORD size = sizeof(hash);
