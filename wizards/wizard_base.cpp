@@ -60,8 +60,7 @@ CPropertySheetWizardBase& CWizardPageBase::Wizard() const {
 ui::UniqueHFont SetWizardTitleFont(HWND title) {
     NONCLIENTMETRICSW metrics{};
     metrics.cbSize = sizeof(metrics);
-    if (!::SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, sizeof(metrics), &metrics, 0))
-        return {};
+    if (!::SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, sizeof(metrics), &metrics, 0)) return {};
     LOGFONTW font = metrics.lfMessageFont;
     font.lfWeight = FW_BOLD;
     ::wcscpy(font.lfFaceName, L"Verdana Bold");
@@ -70,8 +69,7 @@ ui::UniqueHFont SetWizardTitleFont(HWND title) {
     if (screen) ::ReleaseDC(nullptr, screen);
     font.lfHeight = -(12 * pixelsPerInch / 72);
     ui::UniqueHFont created(::CreateFontIndirectW(&font));
-    if (created)
-        ::SendMessageW(title, WM_SETFONT, reinterpret_cast<WPARAM>(created.get()), TRUE);
+    if (created) ::SendMessageW(title, WM_SETFONT, reinterpret_cast<WPARAM>(created.get()), TRUE);
     return created;
 }
 
