@@ -20,29 +20,13 @@ using namespace driver;
 using wiztest::Enabled;
 using wiztest::Press;
 using Bytes = std::vector<BYTE>;
+using wiztest::Certificate;
+using wiztest::Encoded;
+using wiztest::Make;
+using wiztest::Remove;
 using Notices = std::vector<UINT>;
 
 const std::wstring kTitle = L"Certificates in private key container";
-
-fixtures::Made Make(const fixtures::ContainerSpec& spec) {
-    fixtures::Made made;
-    EXPECT_EQ(0u, fixtures::MakeContainer(spec, &made));
-    return made;
-}
-
-void Remove(const fixtures::ContainerSpec& spec) {
-    fixtures::DeleteContainer(spec.provider, spec.type, spec.machine, spec.name);
-}
-
-ui::UniqueCertContext Certificate(const Bytes& encoded) {
-    return ui::UniqueCertContext(::CertCreateCertificateContext(
-        applet::kCertificateEncoding, encoded.data(), static_cast<DWORD>(encoded.size())));
-}
-
-Bytes Encoded(PCCERT_CONTEXT certificate) {
-    return Bytes(certificate->pbCertEncoded,
-                 certificate->pbCertEncoded + certificate->cbCertEncoded);
-}
 
 ui::UniqueCryptProv Open(const fixtures::ContainerSpec& spec) {
     ui::UniqueCryptProv prov;

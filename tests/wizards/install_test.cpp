@@ -3,6 +3,7 @@
 // link written for it, and the search through every provider's containers.
 #include "fixtures.h"
 #include "kvcsp.h"
+#include "link_check.h"
 #include "ui/handles.h"
 #include "wizard_fixture.h"
 #include "wizards/certificate_info.h"
@@ -17,6 +18,10 @@
 namespace {
 
 using Bytes = std::vector<BYTE>;
+using wiztest::Certificate;
+using wiztest::Encoded;
+using wiztest::Make;
+using wiztest::Remove;
 using fixtures::FileFormat;
 
 std::wstring TempPath(const std::wstring& name) {
@@ -25,30 +30,10 @@ std::wstring TempPath(const std::wstring& name) {
     return directory + name;
 }
 
-ui::UniqueCertContext Certificate(const Bytes& encoded) {
-    return ui::UniqueCertContext(::CertCreateCertificateContext(
-        applet::kCertificateEncoding, encoded.data(), static_cast<DWORD>(encoded.size())));
-}
-
-Bytes Encoded(PCCERT_CONTEXT certificate) {
-    return Bytes(certificate->pbCertEncoded,
-                 certificate->pbCertEncoded + certificate->cbCertEncoded);
-}
-
 int CountCertificates(HCERTSTORE store) {
     int count = 0;
     for (PCCERT_CONTEXT c = nullptr; (c = ::CertEnumCertificatesInStore(store, c));) ++count;
     return count;
-}
-
-fixtures::Made Make(const fixtures::ContainerSpec& spec) {
-    fixtures::Made made;
-    EXPECT_EQ(0u, fixtures::MakeContainer(spec, &made));
-    return made;
-}
-
-void Remove(const fixtures::ContainerSpec& spec) {
-    fixtures::DeleteContainer(spec.provider, spec.type, spec.machine, spec.name);
 }
 
 TEST(CertificateFiles, EveryFormOpensAndWhatHoldsNoCertificateIsRejected) {

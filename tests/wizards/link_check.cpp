@@ -8,6 +8,26 @@
 
 namespace wiztest {
 
+fixtures::Made Make(const fixtures::ContainerSpec& spec) {
+    fixtures::Made made;
+    EXPECT_EQ(0u, fixtures::MakeContainer(spec, &made));
+    return made;
+}
+
+void Remove(const fixtures::ContainerSpec& spec) {
+    fixtures::DeleteContainer(spec.provider, spec.type, spec.machine, spec.name);
+}
+
+ui::UniqueCertContext Certificate(const std::vector<BYTE>& encoded) {
+    return ui::UniqueCertContext(::CertCreateCertificateContext(
+        applet::kCertificateEncoding, encoded.data(), static_cast<DWORD>(encoded.size())));
+}
+
+std::vector<BYTE> Encoded(PCCERT_CONTEXT certificate) {
+    return std::vector<BYTE>(certificate->pbCertEncoded,
+                             certificate->pbCertEncoded + certificate->cbCertEncoded);
+}
+
 void ExpectLinkSigns(PCCERT_CONTEXT certificate, DWORD expected) {
     HCRYPTPROV prov = 0;
     DWORD spec = 0;

@@ -1,10 +1,23 @@
-// Whether a certificate installed by a wizard leads to its private key.
+// Containers and certificates for the certificate wizards' tests, and whether a certificate
+// installed by a wizard leads to its private key.
 #pragma once
+
+#include "fixtures.h"
+#include "ui/handles.h"
 
 #include <windows.h>
 #include <wincrypt.h>
 
+#include <vector>
+
 namespace wiztest {
+
+// A container made as `spec` says (a failure fails the test) and what was made for it.
+fixtures::Made Make(const fixtures::ContainerSpec& spec);
+void Remove(const fixtures::ContainerSpec& spec);
+
+ui::UniqueCertContext Certificate(const std::vector<BYTE>& encoded);
+std::vector<BYTE> Encoded(PCCERT_CONTEXT certificate);
 
 // The private key reached through the certificate's link is key `spec` of its container, is the
 // certificate's and signs. Wine can't import this provider's keys from a certificate, so the
