@@ -18,11 +18,11 @@
 namespace {
 
 using Bytes = std::vector<BYTE>;
+using fixtures::FileFormat;
 using wiztest::Certificate;
 using wiztest::Encoded;
 using wiztest::Make;
 using wiztest::Remove;
-using fixtures::FileFormat;
 
 std::wstring TempPath(const std::wstring& name) {
     wchar_t directory[MAX_PATH] = {};
