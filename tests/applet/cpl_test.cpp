@@ -165,28 +165,6 @@ TEST_F(ControlPanel, FailedSaveKeepsTheSheetOpenOnThatPage) {
     EXPECT_EQ(1, SheetState().built);
 }
 
-TEST_F(ControlPanel, ASavedPageNoLongerCountsAsChanged) {
-    RunModal([&] { return Send(app, CPL_DBLCLK); },
-             [&] {
-                 HWND sheet = WaitForTestSheet();
-                 HWND first = ActivePage(sheet);
-                 SetPage(sheet, 1);
-                 WaitUntil([&] { return ActivePageIndex(sheet) == 1; }, "the second page");
-                 HWND second = ActivePage(sheet);
-                 HWND apply = SheetButton(sheet, kApply);
-                 ::SendMessageW(sheet, PSM_CHANGED, reinterpret_cast<WPARAM>(first), 0);
-                 Click(apply);
-                 WaitUntil([&] { return SheetState().saves[0] == 1 && !IsEnabled(apply); },
-                           "the first page saved");
-                 // Another page changes and changes back: nothing is left to apply.
-                 ::SendMessageW(sheet, PSM_CHANGED, reinterpret_cast<WPARAM>(second), 0);
-                 EXPECT_TRUE(IsEnabled(apply));
-                 ::SendMessageW(sheet, PSM_UNCHANGED, reinterpret_cast<WPARAM>(second), 0);
-                 EXPECT_FALSE(IsEnabled(apply)) << "the saved page still counts as changed";
-                 PressSheetButton(sheet, PSBTN_CANCEL);
-             });
-}
-
 // The shell may keep the applet loaded from one CPL_INIT to the next while the product changes
 // in between: each run binds the support library that is to be found at its start.
 TEST(ControlPanelRuns, EachBindsTheSupportLibraryFoundAtItsStart) {
@@ -215,38 +193,6 @@ TEST(ControlPanelRuns, EachBindsTheSupportLibraryFoundAtItsStart) {
     EXPECT_EQ(L"", withStray) << "CPL_EXIT gives the library back, so CPL_INIT looks it up anew"
                               << " (references held before the first run: " << before << ")";
     EXPECT_EQ(L"Error saving parameters.", restored);
-}
-
-// The configuration sheet itself: a user who chooses English in a Russian sheet gets the sheet
-// back in English, on the page he was on.
-TEST(ControlPanelLanguage, EnglishForTheUserReopensTheSheetInEnglish) {
-    applettest::SetLanguages(1049, 1049);
-    applet::CMyControlPanelApp app;
-    ASSERT_EQ(1, Send(app, CPL_INIT));
-    const std::vector<std::wstring> english{L"<System Default>", L"Russian", L"English"};
-    RunModal([&] { return Send(app, CPL_DBLCLK); },
-             [&] {
-                 HWND sheet = WaitForWindow({L"#32770", L"Vestra CSP"});
-                 WaitUntil([&] { return ActivePage(sheet) != nullptr; }, "the General page");
-                 HWND user = Item(ActivePage(sheet), IDC_GENERAL_USER_LANGUAGE);
-                 EXPECT_EQ(1, ComboSelection(user));
-                 EXPECT_NE(english, ComboItems(user)) << "a Russian sheet";
-                 SelectCombo(user, 2);
-                 Click(sheet, IDOK);
-                 WaitUntilGone(sheet);
-                 HWND rebuilt = WaitForWindow({L"#32770", L"Vestra CSP"});
-                 WaitUntil([&] { return ActivePage(rebuilt) != nullptr; }, "the General page");
-                 EXPECT_EQ(0, ActivePageIndex(rebuilt));
-                 user = Item(ActivePage(rebuilt), IDC_GENERAL_USER_LANGUAGE);
-                 EXPECT_EQ(english, ComboItems(user));
-                 EXPECT_EQ(2, ComboSelection(user));
-                 PressSheetButton(rebuilt, PSBTN_CANCEL);
-             });
-    DWORD stored = 0;
-    EXPECT_EQ(0u, support::support_registry_get_long(store::kLocalLanguage, &stored));
-    EXPECT_EQ(1033u, stored);
-    Send(app, CPL_EXIT);
-    applettest::SetLanguages(std::nullopt, std::nullopt);
 }
 
 }  // namespace

@@ -139,24 +139,14 @@ TextRoom ButtonRoom(HWND control, const RECT& client, const ControlDc& dc) {
 }
 
 std::string LanguageName(LANGID language) {
-    wchar_t name[LOCALE_NAME_MAX_LENGTH] = {};
-    ::LCIDToLocaleName(MAKELCID(language, SORT_DEFAULT), name, LOCALE_NAME_MAX_LENGTH, 0);
     char hex[8];
     std::snprintf(hex, sizeof(hex), "%04X", language);
-    return Narrow(name) + " (" + hex + ")";
+    return hex;
 }
 
-// A resource name as the enumeration hands it out: an ordinal or a string.
-struct ResourceName {
-    WORD ordinal = 0;
-    std::wstring text;
-
-    LPCWSTR get() const { return ordinal ? MAKEINTRESOURCEW(ordinal) : text.c_str(); }
-    std::string Display() const { return ordinal ? std::to_string(ordinal) : Narrow(text); }
-};
-
+// Every template of the applet is named by its id.
 struct Template {
-    ResourceName name;
+    WORD id;
     LANGID language;
 };
 
@@ -170,29 +160,27 @@ constexpr TitleControl kTitles[] = {{IDD_CHECK_FINISH, IDC_CHECK_TITLE},
                                     {IDD_INSTALL_FINISH, IDC_INSTALL_TITLE}};
 
 std::vector<Template> DialogTemplates(HMODULE module) {
-    std::vector<ResourceName> names;
+    std::vector<WORD> ids;
     ::EnumResourceNamesW(
         module, RT_DIALOG,
         [](HMODULE, LPCWSTR, LPWSTR name, LONG_PTR param) -> BOOL {
-            auto& out = *reinterpret_cast<std::vector<ResourceName>*>(param);
             if (IS_INTRESOURCE(name))
-                out.push_back({static_cast<WORD>(reinterpret_cast<ULONG_PTR>(name)), {}});
-            else
-                out.push_back({0, name});
+                reinterpret_cast<std::vector<WORD>*>(param)->push_back(
+                    static_cast<WORD>(reinterpret_cast<ULONG_PTR>(name)));
             return TRUE;
         },
-        reinterpret_cast<LONG_PTR>(&names));
+        reinterpret_cast<LONG_PTR>(&ids));
     std::vector<Template> templates;
-    for (const ResourceName& name : names) {
+    for (WORD id : ids) {
         std::vector<LANGID> languages;
         ::EnumResourceLanguagesW(
-            module, RT_DIALOG, name.get(),
+            module, RT_DIALOG, MAKEINTRESOURCEW(id),
             [](HMODULE, LPCWSTR, LPCWSTR, WORD language, LONG_PTR param) -> BOOL {
                 reinterpret_cast<std::vector<LANGID>*>(param)->push_back(language);
                 return TRUE;
             },
             reinterpret_cast<LONG_PTR>(&languages));
-        for (LANGID language : languages) templates.push_back({name, language});
+        for (LANGID language : languages) templates.push_back({id, language});
     }
     return templates;
 }
@@ -211,24 +199,24 @@ protected:
     // Creates the template under a hidden host and checks each text control in it; returns the
     // number of texts checked.
     int Check(HMODULE module, const Template& t) {
-        HRSRC res = ::FindResourceExW(module, RT_DIALOG, t.name.get(), t.language);
+        HRSRC res = ::FindResourceExW(module, RT_DIALOG, MAKEINTRESOURCEW(t.id), t.language);
         HGLOBAL data = res ? ::LoadResource(module, res) : nullptr;
         auto dlg = data ? static_cast<const DLGTEMPLATE*>(::LockResource(data)) : nullptr;
         if (!dlg) {
-            ADD_FAILURE() << "template " << t.name.Display() << " " << LanguageName(t.language)
+            ADD_FAILURE() << "template " << t.id << " " << LanguageName(t.language)
                           << " cannot be loaded";
             return 0;
         }
         UniqueHWnd dialog(::CreateDialogIndirectParamW(module, dlg, host_.get(), InertProc, 0));
         if (!dialog) {
-            ADD_FAILURE() << "template " << t.name.Display() << " " << LanguageName(t.language)
+            ADD_FAILURE() << "template " << t.id << " " << LanguageName(t.language)
                           << " cannot be created (error " << ::GetLastError() << ")";
             return 0;
         }
         std::vector<ui::UniqueHFont> titleFonts;
         for (const TitleControl& title : kTitles) {
             HWND control = ::GetDlgItem(dialog.get(), title.control);
-            if (t.name.ordinal == title.dialog && control)
+            if (t.id == title.dialog && control)
                 titleFonts.push_back(applet::SetWizardTitleFont(control));
         }
         int checked = 0;
@@ -271,7 +259,7 @@ protected:
         if (wide <= 0 && tall <= 0) return true;
 
         std::ostringstream line;
-        line << "  template " << t.name.Display() << ", " << LanguageName(t.language)
+        line << "  template " << t.id << ", " << LanguageName(t.language)
              << ", control " << ::GetDlgCtrlID(control) << " (" << room.kind << ") \""
              << Narrow(text) << "\": needs " << need.cx << "x" << need.cy << " px, has " << has.cx
              << "x" << has.cy;

@@ -1,5 +1,6 @@
 // The configuration sheet itself: its pages, its caption and its language; the restart seam.
 #include "applet/application.h"
+#include "applet/lang_bases.h"
 #include "applet/module_state.h"
 #include "applet/strings.h"
 #include "applet_fixture.h"
@@ -85,20 +86,28 @@ TEST(ConfigurationSheet, ShowsTheEightPagesInTheLanguageOfTheStore) {
               applettest::TemplateCaption(applet::Module(), IDD_PAGE_GENERAL, kRussian));
 }
 
-// A page built in the store's language starts with its template's list items in that language.
-TEST(LanguageBases, APageStartsWithTheItemsOfItsTemplateInTheStoresLanguage) {
+// A page or a dialog built in the store's language starts from its template in that language:
+// the page with the template's list items, the dialog with its caption.
+TEST(LanguageBases, PagesAndDialogsStartFromTheirTemplateInTheStoresLanguage) {
     constexpr UINT kTemplate = 9001, kCombo = 1001;  // applet_test.rc
     struct Case {
         DWORD language;
+        LANGID id;
         std::vector<std::wstring> items;
     };
-    for (const Case& c : {Case{1033, {L"First", L"Second"}}, Case{1049, {L"Первый", L"Второй"}}}) {
+    for (const Case& c : {Case{1033, kEnglish, {L"First", L"Second"}},
+                          Case{1049, kRussian, {L"Первый", L"Второй"}}}) {
         SCOPED_TRACE(c.language);
         applettest::SetLanguages(c.language, std::nullopt);
         applet::CPropertyPageLang page(kTemplate);
         applettest::RunPageAlone(page, L"Initialisation data", [&](HWND, HWND hwnd) {
             EXPECT_EQ(c.items, ComboItems(Item(hwnd, kCombo)));
         });
+        applet::CDialogLang dialog(IDD_SET_TIMEOUT);
+        const std::wstring caption =
+            applettest::TemplateCaption(applet::Module(), IDD_SET_TIMEOUT, c.id);
+        RunModal([&] { return dialog.DoModal(nullptr); },
+                 [&] { Click(WaitForWindow({L"#32770", caption}), IDCANCEL); });
     }
     applettest::SetLanguages(std::nullopt, std::nullopt);
 }

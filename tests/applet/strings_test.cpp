@@ -53,12 +53,9 @@ TEST(ErrorText, EachFacilityReadsItsOwnMessageModule) {
     EXPECT_EQ(L"kvstatus.dll", applet::ErrorText(kStatusError, 0));
     EXPECT_EQ(L"winhttp.dll", applet::ErrorText(kHttpError, 0))
         << "winhttp numbers its messages without the facility";
-}
-
-TEST(ErrorText, AModuleWithoutTheAskedLanguageAnswersInItsOwn) {
-    LoadMessageModules();
     EXPECT_EQ(L"mqutil.dll",
-              applet::ErrorText(kQueueError, MAKELANGID(LANG_RUSSIAN, SUBLANG_DEFAULT)));
+              applet::ErrorText(kQueueError, MAKELANGID(LANG_RUSSIAN, SUBLANG_DEFAULT)))
+        << "a module without the asked language answers in its own";
 }
 
 TEST(ErrorText, DirectoryServiceCodesAndTheExtendedError) {

@@ -69,6 +69,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Case{testui::kRussian, L"Обмен данными", L"&Число (от 1 до 100):",
                            L"Введите целое число от 1 до 100.", L"Введите не более 8 символов."}));
 
+// Every kind of control loads its member and saves it back on OK, each page once.
 TEST(DataExchange, LoadsAndSavesEveryKindOfControl) {
     testui::SettingsSheet sheet(testui::kEnglish);
     sheet.first.name = L"name";
@@ -76,27 +77,34 @@ TEST(DataExchange, LoadsAndSavesEveryKindOfControl) {
     sheet.second.number = 64;
     sheet.second.kind = 1;
     sheet.second.colour = 2;
-    RunModal([&] { return sheet.DoModal(); },
-             [&] {
-                 HWND hwnd = WaitForWindow({L"#32770", L"Framework Test Properties"});
-                 EXPECT_EQ(BST_CHECKED, CheckState(Item(hwnd, IDC_TEST_FLAG)));
-                 SetPage(hwnd, 1);
-                 WaitUntil([&] { return ActivePageIndex(hwnd) == 1; }, "page 2");
-                 EXPECT_EQ(L"64", Text(Item(hwnd, IDC_TEST_NUMBER)));
-                 EXPECT_EQ(1, ComboSelection(Item(hwnd, IDC_TEST_COMBO)));
-                 EXPECT_EQ(BST_UNCHECKED, CheckState(Item(hwnd, IDC_TEST_RADIO1)));
-                 EXPECT_EQ(BST_CHECKED, CheckState(Item(hwnd, IDC_TEST_RADIO3)));
+    INT_PTR result = RunModal(
+        [&] { return sheet.DoModal(); },
+        [&] {
+            HWND hwnd = WaitForWindow({L"#32770", L"Framework Test Properties"});
+            EXPECT_EQ(L"name", Text(Item(ActivePage(hwnd), IDC_TEST_NAME)));
+            EXPECT_EQ(BST_CHECKED, CheckState(Item(hwnd, IDC_TEST_FLAG)));
+            SetText(Item(hwnd, IDC_TEST_NAME), L"beta");
+            SetPage(hwnd, 1);
+            WaitUntil([&] { return ActivePageIndex(hwnd) == 1; }, "page 2");
+            EXPECT_EQ(L"64", Text(Item(hwnd, IDC_TEST_NUMBER)));
+            EXPECT_EQ((std::vector<std::wstring>{L"First kind", L"Second kind"}),
+                      ComboItems(Item(hwnd, IDC_TEST_COMBO)));
+            EXPECT_EQ(1, ComboSelection(Item(hwnd, IDC_TEST_COMBO)));
+            EXPECT_EQ(BST_UNCHECKED, CheckState(Item(hwnd, IDC_TEST_RADIO1)));
+            EXPECT_EQ(BST_CHECKED, CheckState(Item(hwnd, IDC_TEST_RADIO3)));
 
-                 SelectCombo(Item(hwnd, IDC_TEST_COMBO), 0);
-                 Click(hwnd, IDC_TEST_RADIO1);
-                 SetText(Item(hwnd, IDC_TEST_NUMBER), L"1");
-                 Click(hwnd, IDOK);
-             });
+            SelectCombo(Item(hwnd, IDC_TEST_COMBO), 0);
+            Click(hwnd, IDC_TEST_RADIO1);
+            SetText(Item(hwnd, IDC_TEST_NUMBER), L"1");
+            Click(hwnd, IDOK);
+        });
+    EXPECT_EQ(IDOK, result);
     EXPECT_EQ(1, sheet.second.number);
     EXPECT_EQ(0, sheet.second.kind);
     EXPECT_EQ(0, sheet.second.colour);
     EXPECT_TRUE(sheet.first.flag);
-    EXPECT_EQ(L"name", sheet.first.name);
+    EXPECT_EQ(L"beta", sheet.first.name);
+    EXPECT_EQ(1, sheet.first.applyCount);
 }
 
 }  // namespace

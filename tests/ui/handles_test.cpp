@@ -23,18 +23,6 @@ TEST(UniqueHandle, ReleaseKeepsTheLastError) {
     EXPECT_EQ(static_cast<DWORD>(NTE_BAD_KEYSET), ::GetLastError());
 }
 
-TEST(UniqueHandle, OwnsExactlyOnce) {
-    ui::UniqueHKey key;
-    ASSERT_EQ(ERROR_SUCCESS, ::RegOpenKeyExW(HKEY_CURRENT_USER, L"Software", 0, KEY_READ, key.put()));
-    HKEY raw = key.get();
-    ui::UniqueHKey moved(std::move(key));
-    EXPECT_FALSE(key);
-    EXPECT_EQ(raw, moved.get());
-    HKEY released = moved.release();
-    EXPECT_FALSE(moved);
-    EXPECT_EQ(ERROR_SUCCESS, ::RegCloseKey(released));  // still open: nobody closed it
-}
-
 TEST(Resources, StringsAndTemplatesComeInExactlyTheAskedLanguage) {
     HMODULE module = testui::Module();
     EXPECT_EQ(L"Framework test wizard",

@@ -12,35 +12,6 @@ using testui::kEnglish;
 
 HWND WaitForSheet() { return WaitForWindow({L"#32770", L"Framework Test Properties"}); }
 
-TEST(SettingsSheet, SwitchesPagesAndReturnsOkOrCancel) {
-    testui::SettingsSheet sheet(kEnglish);
-    sheet.first.name = L"alpha";
-    INT_PTR result = RunModal([&] { return sheet.DoModal(); },
-                              [&] {
-                                  HWND hwnd = WaitForSheet();
-                                  EXPECT_EQ(0, ActivePageIndex(hwnd));
-                                  EXPECT_EQ(L"alpha", Text(Item(ActivePage(hwnd), IDC_TEST_NAME)));
-                                  SetPage(hwnd, 1);
-                                  WaitUntil([&] { return ActivePageIndex(hwnd) == 1; }, "page 2");
-                                  EXPECT_TRUE(IsVisible(Item(hwnd, IDC_TEST_COMBO)));
-                                  EXPECT_EQ((std::vector<std::wstring>{L"First kind", L"Second kind"}),
-                                            ComboItems(Item(hwnd, IDC_TEST_COMBO)));
-                                  PressSheetButton(hwnd, PSBTN_CANCEL);
-                              });
-    EXPECT_EQ(IDCANCEL, result);
-
-    testui::SettingsSheet again(kEnglish);
-    result = RunModal([&] { return again.DoModal(); },
-                      [&] {
-                          HWND hwnd = WaitForSheet();
-                          SetText(Item(hwnd, IDC_TEST_NAME), L"beta");
-                          Click(hwnd, IDOK);
-                      });
-    EXPECT_EQ(IDOK, result);
-    EXPECT_EQ(L"beta", again.first.name);
-    EXPECT_EQ(1, again.first.applyCount);
-}
-
 TEST(SettingsSheet, IsModalOverTheTopLevelWindowOfAChildParent) {
     HWND top = ::CreateWindowExW(0, L"STATIC", L"owner", WS_POPUP | WS_VISIBLE, 0, 0, 100, 100,
                                  nullptr, nullptr, nullptr, nullptr);

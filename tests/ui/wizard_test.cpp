@@ -86,36 +86,29 @@ TEST(Wizard97, ButtonsHeadersAndExteriorPage) {
     EXPECT_EQ(42, wizard.second.number);
 }
 
-// The sheet's own buttons follow the pages' language, not the system's.
-TEST(Wizard97, ButtonsSpeakThePagesLanguage) {
-    testui::Wizard wizard(testui::kRussian);
-    RunModal([&] { return wizard.DoModal(); },
-             [&] {
-                 HWND hwnd = WaitForWindow(
-                     {L"#32770", ui::LoadTableString(testui::Module(), IDS_TEST_WIZARD,
-                                                     testui::kRussian)});
-                 EXPECT_EQ(L"< &Назад", Text(SheetButton(hwnd, kBack)));
-                 EXPECT_EQ(L"&Далее >", Text(SheetButton(hwnd, kNext)));
-                 EXPECT_EQ(L"Готово", Text(SheetButton(hwnd, kFinish)));
-                 EXPECT_EQ(L"Отмена", Text(SheetButton(hwnd, IDCANCEL)));
-                 PressSheetButton(hwnd, PSBTN_CANCEL);
-             });
-}
-
-TEST(Wizard97, DisabledFinishAndCancel) {
-    testui::Wizard wizard(kEnglish, PSWIZB_BACK | PSWIZB_DISABLEDFINISH);
-    INT_PTR result = RunModal([&] { return wizard.DoModal(); },
-                              [&] {
-                                  HWND hwnd = WaitForWizard();
-                                  Click(SheetButton(hwnd, kNext));
-                                  WaitForPage(hwnd, 1);
-                                  EXPECT_TRUE(Shows(hwnd, kFinish));
-                                  EXPECT_FALSE(IsEnabled(SheetButton(hwnd, kFinish)));
-                                  EXPECT_FALSE(Shows(hwnd, kNext));
-                                  Click(SheetButton(hwnd, kBack));
-                                  WaitForPage(hwnd, 0);
-                                  Click(SheetButton(hwnd, IDCANCEL));
-                              });
+// A Finish shown disabled, Back and Cancel; the sheet's own buttons follow the pages' language,
+// not the system's.
+TEST(Wizard97, DisabledFinishAndCancelInThePagesLanguage) {
+    testui::Wizard wizard(testui::kRussian, PSWIZB_BACK | PSWIZB_DISABLEDFINISH);
+    INT_PTR result = RunModal(
+        [&] { return wizard.DoModal(); },
+        [&] {
+            HWND hwnd = WaitForWindow(
+                {L"#32770",
+                 ui::LoadTableString(testui::Module(), IDS_TEST_WIZARD, testui::kRussian)});
+            EXPECT_EQ(L"&Далее >", Text(SheetButton(hwnd, kNext)));
+            EXPECT_EQ(L"Отмена", Text(SheetButton(hwnd, IDCANCEL)));
+            Click(SheetButton(hwnd, kNext));
+            WaitForPage(hwnd, 1);
+            EXPECT_EQ(L"< &Назад", Text(SheetButton(hwnd, kBack)));
+            EXPECT_EQ(L"Готово", Text(SheetButton(hwnd, kFinish)));
+            EXPECT_TRUE(Shows(hwnd, kFinish));
+            EXPECT_FALSE(IsEnabled(SheetButton(hwnd, kFinish)));
+            EXPECT_FALSE(Shows(hwnd, kNext));
+            Click(SheetButton(hwnd, kBack));
+            WaitForPage(hwnd, 0);
+            Click(SheetButton(hwnd, IDCANCEL));
+        });
     EXPECT_EQ(IDCANCEL, result);
 }
 
