@@ -4,9 +4,9 @@
 #include "applet_fixture.h"
 #include "client.h"
 #include "driver/driver.h"
+#include "page_support.h"
 #include "pages/domain_directory.h"
 #include "resource.h"
-#include "testbed/knobs.h"
 
 #include <gtest/gtest.h>
 
@@ -18,7 +18,7 @@
 namespace {
 
 using namespace driver;
-using applettest::RunSheet;
+using pagetest::SetRegNumber;
 namespace knobs = testbed::knobs;
 
 std::wstring TempPath(const wchar_t* name) {
@@ -27,15 +27,13 @@ std::wstring TempPath(const wchar_t* name) {
     return directory + std::wstring(name);
 }
 
-const std::wstring kFile = TempPath(L"kv-directory.ini");
+const std::wstring kFile = TempPath(L"kv-directory.ini"), kExport = TempPath(L"kv-dcs.txt");
 const std::wstring kConfiguration = L"CN=Configuration,DC=corp,DC=test";
 const std::wstring kControllers = L"OU=Domain Controllers,DC=corp,DC=test";
-const std::wstring kDomainControllerTemplate =
-    L"CN=DomainController,CN=Certificate Templates,CN=Public Key Services,CN=Services," +
-    kConfiguration;
-const std::wstring kEnrollmentAgentTemplate =
-    L"CN=EnrollmentAgent,CN=Certificate Templates,CN=Public Key Services,CN=Services," +
-    kConfiguration;
+const std::wstring kTemplates =
+    L",CN=Certificate Templates,CN=Public Key Services,CN=Services," + kConfiguration;
+const std::wstring kDcTemplate = L"CN=DomainController" + kTemplates;
+const std::wstring kAgentTemplate = L"CN=EnrollmentAgent" + kTemplates;
 const std::string kExported =
     "dc1.corp.test\r\n{3f2504e0-4f89-41d3-9a0c-0305e82c3301}\r\n"
     "dc2.corp.test\r\n{0a1b2c3d-0000-4eee-8fff-123456789abc}\r\n";
@@ -48,11 +46,6 @@ std::wstring Attribute(const std::wstring& object, const wchar_t* name) {
 
 void SetAttribute(const std::wstring& object, const wchar_t* name, const std::wstring& value) {
     ASSERT_TRUE(::WritePrivateProfileStringW(object.c_str(), name, value.c_str(), kFile.c_str()));
-}
-
-void SetDirectoryKnob(const wchar_t* name, DWORD value) {
-    ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, knobs::kDirectory, name, REG_DWORD, &value,
-                      sizeof(value));
 }
 
 std::string FileBytes(const std::wstring& path) {
@@ -70,32 +63,29 @@ protected:
         SetAttribute(L"rootDSE", L"defaultNamingContext", L"s:DC=corp,DC=test");
         SetAttribute(L"rootDSE", L"configurationNamingContext", L"s:" + kConfiguration);
         SetAttribute(kControllers, L"objectClass", L"s:organizationalUnit");
-        AddComputer(L"DC1", L"dc1.corp.test", L"3F2504E0-4F89-41D3-9A0C-0305E82C3301");
-        AddComputer(L"NONAME", L"", L"11111111-2222-3333-4444-555555555555");
-        AddComputer(L"DC2", L"dc2.corp.test", L"0A1B2C3D-0000-4EEE-8FFF-123456789ABC");
+        const wchar_t* const computers[][3] = {
+            {L"DC1", L"dc1.corp.test", L"3F2504E0-4F89-41D3-9A0C-0305E82C3301"},
+            {L"NONAME", L"", L"11111111-2222-3333-4444-555555555555"},
+            {L"DC2", L"dc2.corp.test", L"0A1B2C3D-0000-4EEE-8FFF-123456789ABC"}};
+        for (const auto& computer : computers) {
+            const std::wstring object = L"CN=" + std::wstring(computer[0]) + L"," + kControllers;
+            SetAttribute(object, L"objectClass", L"s:computer");
+            if (*computer[1]) SetAttribute(object, L"dNSHostName", L"s:" + std::wstring(computer[1]));
+            SetAttribute(object, L"objectGUID", L"g:" + std::wstring(computer[2]));
+        }
         SetAttribute(L"CN=Printers," + kControllers, L"dNSHostName", L"s:printers.corp.test");
         SetAttribute(kConfiguration, L"objectClass", L"s:configuration");
-        for (const std::wstring& object : {kDomainControllerTemplate, kEnrollmentAgentTemplate})
+        for (const std::wstring& object : {kDcTemplate, kAgentTemplate})
             SetAttribute(object, L"objectClass", L"s:pKICertificateTemplate");
-        SetAttribute(kDomainControllerTemplate, L"pKIDefaultCSPs",
-                     L"s:1,Microsoft RSA SChannel Cryptographic Provider");
-        SetAttribute(kDomainControllerTemplate, L"msPKI-Minimal-Key-Size", L"i:512");
-        SetAttribute(kEnrollmentAgentTemplate, L"msPKI-Minimal-Key-Size", L"i:2048");
-        ASSERT_EQ(ERROR_SUCCESS,
-                  ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, knobs::kDirectory, knobs::kDirectoryFile,
-                                    REG_SZ, kFile.c_str(),
-                                    static_cast<DWORD>((kFile.size() + 1) * sizeof(wchar_t))));
+        SetAttribute(kDcTemplate, L"pKIDefaultCSPs", L"s:1,Microsoft RSA SChannel Cryptographic Provider");
+        SetAttribute(kDcTemplate, L"msPKI-Minimal-Key-Size", L"i:512");
+        SetAttribute(kAgentTemplate, L"pKIDefaultCSPs", L"s:1,Microsoft Base Cryptographic Provider");
+        SetAttribute(kAgentTemplate, L"msPKI-Minimal-Key-Size", L"i:2048");
+        pagetest::SetRegText(knobs::kDirectory, knobs::kDirectoryFile, kFile);
     }
     void TearDown() override {
         ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, knobs::kDirectory);
         ::CoUninitialize();
-    }
-
-    static void AddComputer(const wchar_t* name, const std::wstring& host, const wchar_t* guid) {
-        const std::wstring object = L"CN=" + std::wstring(name) + L"," + kControllers;
-        SetAttribute(object, L"objectClass", L"s:computer");
-        if (!host.empty()) SetAttribute(object, L"dNSHostName", L"s:" + host);
-        SetAttribute(object, L"objectGUID", L"g:" + std::wstring(guid));
     }
 };
 
@@ -105,29 +95,27 @@ TEST_F(Directory, ListsTheComputersWithANameAndExportsThemInTheirOrder) {
     ASSERT_EQ(2u, controllers.size());
     EXPECT_EQ(L"dc1.corp.test", controllers[0].name);
     EXPECT_EQ(L"3f2504e0-4f89-41d3-9a0c-0305e82c3301", controllers[0].identifier);
-    EXPECT_EQ(L"dc2.corp.test", controllers[1].name);
     EXPECT_EQ(kExported, applet::ExportText(controllers));
 
-    SetDirectoryKnob(knobs::kBindError, 0x8007203A);  // the server is not operational
+    SetRegNumber(knobs::kDirectory, knobs::kBindError, 0x8007203A);  // the server is not operational
     EXPECT_EQ(HRESULT(0x8007203A), applet::ListDomainControllers(controllers));
     EXPECT_TRUE(controllers.empty());
 }
 
 TEST_F(Directory, RepairClearsTheProvidersAndSetsTheKeySizeOfBothTemplates) {
-    SetDirectoryKnob(knobs::kGetError, 0x80070005);
-    ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, knobs::kDirectory, knobs::kGetErrorName, REG_SZ,
-                      L"pKIDefaultCSPs", sizeof(L"pKIDefaultCSPs"));
+    SetRegNumber(knobs::kDirectory, knobs::kGetError, 0x80070005);
+    pagetest::SetRegText(knobs::kDirectory, knobs::kGetErrorName, L"pKIDefaultCSPs");
     EXPECT_FALSE(applet::TemplatesNeedRepair()) << "an attribute that can't be read";
     ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, knobs::kDirectory, knobs::kGetError);
     EXPECT_TRUE(applet::TemplatesNeedRepair());
 
     ASSERT_EQ(S_OK, applet::RepairTemplates());
-    for (const std::wstring& object : {kDomainControllerTemplate, kEnrollmentAgentTemplate}) {
+    for (const std::wstring& object : {kDcTemplate, kAgentTemplate}) {
         EXPECT_EQ(L"<none>", Attribute(object, L"pKIDefaultCSPs"));
         EXPECT_EQ(L"i:512", Attribute(object, L"msPKI-Minimal-Key-Size"));
     }
     EXPECT_FALSE(applet::TemplatesNeedRepair());
-    SetAttribute(kEnrollmentAgentTemplate, L"pKIDefaultCSPs", L"i:0");
+    SetAttribute(kAgentTemplate, L"pKIDefaultCSPs", L"i:0");
     EXPECT_FALSE(applet::TemplatesNeedRepair()) << "the integer 0 is what a missing value reads as";
 }
 
@@ -137,12 +125,10 @@ TEST_F(Directory, OnADomainController) {
         << "the page in a program that sees a domain controller (output above)";
 }
 
-constexpr int kWinlogon = 6;
-const std::wstring kExport = TempPath(L"kv-controllers.txt");
-
-// Types `path` into the save dialog that the page's "Export" opens and saves. The dialog's OK
-// button ignores a posted click here, so the command goes to the dialog itself.
-void SaveAs(const std::wstring& path) {
+// Exports into `path` through the save dialog that the page's "Export" opens. Its Save button
+// ignores a posted click here, so the command goes to the dialog itself.
+void Export(HWND page, const std::wstring& path) {
+    Click(page, IDC_WINLOGON_EXPORT);
     HWND dialog = WaitForWindow({L"#32770", L"Save As"});
     SetText(Item(dialog, 0x47c), path);  // the file name box
     HWND ok = Item(dialog, IDOK);
@@ -151,43 +137,28 @@ void SaveAs(const std::wstring& path) {
     WaitUntilGone(dialog);
 }
 
+// An existing file is overwritten only when the user says so; "No" asks for another name.
 TEST_F(Directory, DISABLED_PageListsTheControllersAndExportsTheirIdentifiers) {
-    ::DeleteFileW(kExport.c_str());
-    RunSheet(kWinlogon, [&](HWND sheet) {
-        HWND page = ActivePage(sheet), combo = Item(page, IDC_WINLOGON_DC),
-             identifier = Item(page, IDC_WINLOGON_DC_ID);
+    std::ofstream(kExport.c_str(), std::ios::binary) << "old";
+    applettest::RunSheet(6, [&](HWND sheet) {
+        HWND page = ActivePage(sheet), combo = Item(page, IDC_WINLOGON_DC);
         EXPECT_EQ((std::vector<std::wstring>{L"dc1.corp.test", L"dc2.corp.test"}),
                   ComboItems(combo));
-        EXPECT_EQ(L"{3f2504e0-4f89-41d3-9a0c-0305e82c3301}", Text(identifier));
-        EXPECT_FALSE(IsEnabled(SheetButton(sheet, kApply)));
+        EXPECT_EQ(L"{3f2504e0-4f89-41d3-9a0c-0305e82c3301}", Text(Item(page, IDC_WINLOGON_DC_ID)));
         SelectCombo(combo, 1);
         Flush();
-        EXPECT_EQ(L"{0a1b2c3d-0000-4eee-8fff-123456789abc}", Text(identifier));
+        EXPECT_EQ(L"{0a1b2c3d-0000-4eee-8fff-123456789abc}", Text(Item(page, IDC_WINLOGON_DC_ID)));
+        EXPECT_FALSE(IsEnabled(SheetButton(sheet, kApply)));
 
-        Click(page, IDC_WINLOGON_EXPORT);
-        SaveAs(kExport);
-        Flush();
-        EXPECT_EQ(kExported, FileBytes(kExport));
-
-        // No asks for another name; cancelling that dialog leaves the file alone.
-        std::ofstream(kExport.c_str(), std::ios::binary) << "old";
-        Click(page, IDC_WINLOGON_EXPORT);
-        SaveAs(kExport);
+        Export(page, kExport);
         MessageBoxInfo box = AnswerMessageBox(IDNO);
         EXPECT_EQ(L"The file " + kExport + L" exists, to overwrite?", box.text);
         EXPECT_EQ(UINT{MB_ICONQUESTION}, box.icon);
         HWND again = WaitForWindow({L"#32770", L"Save As"});
         Click(Item(again, IDCANCEL));
         WaitUntilGone(again);
-        Click(page, IDC_WINLOGON_EXPORT);
-        SaveAs(kExport);
-        AnswerMessageBox(IDCANCEL);
-        Flush();
         EXPECT_EQ("old", FileBytes(kExport));
-        for (HWND window : TopLevelWindows()) EXPECT_NE(L"Save As", Text(window));
-
-        Click(page, IDC_WINLOGON_EXPORT);
-        SaveAs(kExport);
+        Export(page, kExport);
         AnswerMessageBox(IDYES);
         Flush();
         EXPECT_EQ(kExported, FileBytes(kExport));
@@ -196,21 +167,16 @@ TEST_F(Directory, DISABLED_PageListsTheControllersAndExportsTheirIdentifiers) {
 }
 
 TEST_F(Directory, DISABLED_PageRepairsTheTemplatesAndReportsAFailedWrite) {
-    SetDirectoryKnob(knobs::kSetInfoError, 0x80072035);  // the server is unwilling to perform
-    RunSheet(kWinlogon, [&](HWND sheet) {
+    SetRegNumber(knobs::kDirectory, knobs::kSetInfoError, 0x80072035);  // server unwilling
+    applettest::RunSheet(6, [&](HWND sheet) {
         HWND fix = Item(ActivePage(sheet), IDC_WINLOGON_FIX_TEMPLATES);
-        EXPECT_TRUE(IsEnabled(fix));
         Click(fix);
         MessageBoxInfo box = AnswerMessageBox(IDOK);
         EXPECT_EQ(0u, box.text.rfind(L"Error 0x80072035 (-2147016651) ", 0)) << Narrow(box.text);
         EXPECT_GT(box.text.size(), 31u) << "the code's text follows";
         EXPECT_EQ(UINT{MB_ICONERROR}, box.icon);
         Flush();
-        for (HWND window : TopLevelWindows())
-            EXPECT_FALSE(IsMessageBox(window)) << "no success after the failure";
-        EXPECT_TRUE(IsEnabled(fix));
-        EXPECT_EQ(L"s:1,Microsoft RSA SChannel Cryptographic Provider",
-                  Attribute(kDomainControllerTemplate, L"pKIDefaultCSPs"));
+        EXPECT_TRUE(IsEnabled(fix)) << "no success after the failure";
 
         ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, knobs::kDirectory, knobs::kSetInfoError);
         Click(fix);
@@ -219,8 +185,7 @@ TEST_F(Directory, DISABLED_PageRepairsTheTemplatesAndReportsAFailedWrite) {
         EXPECT_EQ(UINT{MB_ICONINFORMATION}, box.icon);
         Flush();
         EXPECT_FALSE(IsEnabled(fix));
-        EXPECT_EQ(L"<none>", Attribute(kDomainControllerTemplate, L"pKIDefaultCSPs"));
-        EXPECT_EQ(L"i:512", Attribute(kEnrollmentAgentTemplate, L"msPKI-Minimal-Key-Size"));
+        EXPECT_EQ(L"<none>", Attribute(kDcTemplate, L"pKIDefaultCSPs"));
     });
 }
 
