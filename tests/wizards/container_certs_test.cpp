@@ -23,17 +23,11 @@ using Bytes = std::vector<BYTE>;
 using wiztest::Certificate;
 using wiztest::Encoded;
 using wiztest::Make;
+using wiztest::Open;
 using wiztest::Remove;
 using Notices = std::vector<UINT>;
 
 const std::wstring kTitle = L"Certificates in private key container";
-
-ui::UniqueCryptProv Open(const fixtures::ContainerSpec& spec) {
-    ui::UniqueCryptProv prov;
-    EXPECT_TRUE(::CryptAcquireContextW(prov.put(), spec.name.c_str(), spec.provider.c_str(),
-                                       spec.type, spec.machine ? CRYPT_MACHINE_KEYSET : 0));
-    return prov;
-}
 
 bool InStore(const Bytes& encoded, const wchar_t* store, bool machine) {
     return wiztest::InSystemStore(Certificate(encoded).get(), store, machine);
@@ -273,11 +267,7 @@ TEST(ContainerCertificatesWizard, ShowsBothInstallsTheExchangeCertificateWithIts
         Press(wizard, kFinish);
         WaitUntilGone(wizard);
     });
-    ui::UniqueCertStore personal(
-        ::CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, CERT_SYSTEM_STORE_CURRENT_USER, L"MY"));
-    ui::UniqueCertContext inStore(
-        ::CertFindCertificateInStore(personal.get(), applet::kCertificateEncoding, 0,
-                                     CERT_FIND_EXISTING, exchangeContext.get(), nullptr));
+    ui::UniqueCertContext inStore = wiztest::Installed(exchange, false);
     ASSERT_TRUE(inStore);
     wiztest::ExpectLinkSigns(inStore.get(), AT_KEYEXCHANGE);
     EXPECT_TRUE(InStore(made.chain[0], L"CA", false));

@@ -1,4 +1,5 @@
-// Deleting a container and changing its password, as a user does it.
+// Deleting a container and changing its password, as a user does it, and the wizard entry
+// points of the installed applet called by another program with its window.
 #include "driver/driver.h"
 #include "resource.h"
 #include "testbed/knobs.h"
@@ -13,6 +14,16 @@ namespace {
 using namespace driver;
 using namespace wiztest;
 
+const std::wstring kDelete = L"Delete private key container";
+const std::wstring kChange = L"Change password for private key container";
+
+// Runs the wizard; `script` gets it once it shows.
+template <class Wizard>
+void RunWizard(const std::wstring& title, const std::function<void(HWND)>& script) {
+    Wizard wizard(nullptr);
+    RunModal([&] { return wizard.DoModal(); }, [&] { script(WaitForWindow({L"#32770", title})); });
+}
+
 // Types `name`, chooses Computer when asked, presses Finish.
 void NameAndFinish(HWND wizard, const std::wstring& name, bool machine = false) {
     if (machine) Click(wizard, IDC_SELECT_COMPUTER);
@@ -20,109 +31,113 @@ void NameAndFinish(HWND wizard, const std::wstring& name, bool machine = false) 
     Click(SheetButton(wizard, kFinish));
 }
 
-std::wstring DeleteQuestion(const std::wstring& name) {
-    return L"All private keys and certificates from container '" + name +
-           L"' will be deleted now. The container stop exists and you cannot recover these keys "
-           L"any more. Continue?";
+void ExpectBox(int answer, UINT icon, const std::wstring& head) {
+    const MessageBoxInfo box = AnswerMessageBox(answer);
+    EXPECT_EQ(head, box.text.substr(0, head.size()));
+    EXPECT_EQ(icon, box.icon);
 }
 
-TEST(DeleteContainer, NoKeepsTheContainerYesDeletesIt) {
+TEST(DeleteContainer, NoKeepsTheContainerYesDeletesItAMissingOneStays) {
     CreateContainer(L"kv-delete-user", false);
     CreateContainer(L"kv-delete-machine", true);
-    struct Case {
-        const wchar_t* name;
-        bool machine;
-        int answer;
-        bool remains;
-    };
-    for (Case c : {Case{L"kv-delete-user", false, IDNO, true},
-                   Case{L"kv-delete-user", false, IDYES, false},
-                   Case{L"kv-delete-machine", true, IDYES, false}}) {
-        SCOPED_TRACE(Narrow(c.name) + (c.answer == IDYES ? " yes" : " no"));
-        applet::CWizardDeleteContainer wizard(nullptr);
-        RunModal([&] { return wizard.DoModal(); },
-                 [&] {
-                     HWND hwnd = WaitForWindow({L"#32770", L"Delete private key container"});
-                     NameAndFinish(hwnd, c.name, c.machine);
-                     MessageBoxInfo box = AnswerMessageBox(c.answer);
-                     EXPECT_EQ(DeleteQuestion(c.name), box.text);
-                     EXPECT_EQ(static_cast<UINT>(MB_ICONEXCLAMATION), box.icon);
-                     WaitUntilGone(hwnd);
-                 });
-        EXPECT_EQ(c.remains, ContainerExists(c.name, c.machine));
+    for (const auto& [name, machine, answer] :
+         {std::tuple{L"kv-delete-user", false, IDNO}, std::tuple{L"kv-delete-user", false, IDYES},
+          std::tuple{L"kv-delete-machine", true, IDYES}}) {
+        RunWizard<applet::CWizardDeleteContainer>(kDelete, [&](HWND hwnd) {
+            NameAndFinish(hwnd, name, machine);
+            ExpectBox(answer, MB_ICONEXCLAMATION,
+                      L"All private keys and certificates from container '" + std::wstring(name) +
+                          L"' will be deleted now. The container stop exists and you cannot "
+                          L"recover these keys any more. Continue?");
+            WaitUntilGone(hwnd);
+        });
+        EXPECT_EQ(answer == IDNO, ContainerExists(name, machine)) << Narrow(name) << answer;
     }
-    EXPECT_EQ(0, Live().contexts);
-}
-
-TEST(DeleteContainer, AMissingContainerShowsTheProvidersErrorAndStays) {
-    applet::CWizardDeleteContainer wizard(nullptr);
-    RunModal([&] { return wizard.DoModal(); },
-             [&] {
-                 HWND hwnd = WaitForWindow({L"#32770", L"Delete private key container"});
-                 NameAndFinish(hwnd, L"kv-no-such-container");
-                 AnswerMessageBox(IDYES);
-                 MessageBoxInfo box = AnswerMessageBox(IDOK);
-                 const std::wstring head =
-                     L"Access private key container 'kv-no-such-container' error:\nError 0x";
-                 EXPECT_EQ(head, box.text.substr(0, head.size()));
-                 EXPECT_NE(std::wstring::npos, box.text.find(L"(-2146893802)"))
-                     << "NTE_BAD_KEYSET from the provider: " << Narrow(box.text);
-                 EXPECT_EQ(static_cast<UINT>(MB_ICONERROR), box.icon);
-                 Flush();
-                 EXPECT_TRUE(IsVisible(hwnd));
-                 PressSheetButton(hwnd, PSBTN_CANCEL);
-             });
+    RunWizard<applet::CWizardDeleteContainer>(kDelete, [](HWND hwnd) {
+        NameAndFinish(hwnd, L"kv-no-such-container");
+        AnswerMessageBox(IDYES);
+        // NTE_BAD_KEYSET from the provider.
+        ExpectBox(IDOK, MB_ICONERROR,
+                  L"Access private key container 'kv-no-such-container' error:\nError 0x80090016 "
+                  L"(-2146893802)");
+        Flush();
+        EXPECT_TRUE(IsVisible(hwnd));
+        PressSheetButton(hwnd, PSBTN_CANCEL);
+    });
     EXPECT_EQ(0, Live().contexts);
 }
 
 TEST(ChangePassword, TheProviderChangesItAndAFailureLetsTheUserTryAgain) {
     CreateContainer(L"kv-password", false);
     const DWORD before = CallCount(testbed::knobs::kCallPasswordChange);
+    const DWORD cancelled = static_cast<DWORD>(SCARD_W_CANCELLED_BY_USER);
     {
         applet::CWizardChangePassword wizard(nullptr);
-        {
-            ScopedValue refuse(HKEY_LOCAL_MACHINE, ProviderKnobKey(),
-                               testbed::knobs::kPasswordResult, static_cast<DWORD>(SCARD_W_CANCELLED_BY_USER));
-            RunModal([&] { return wizard.DoModal(); },
-                     [&] {
-                         HWND hwnd = WaitForWindow(
-                             {L"#32770", L"Change password for private key container"});
-                         NameAndFinish(hwnd, L"kv-password");
-                         MessageBoxInfo box = AnswerMessageBox(IDOK);
-                         EXPECT_EQ(L"Error 0x8010006E (-2146434962) ",
-                                   box.text.substr(0, 31));
-                         EXPECT_EQ(static_cast<UINT>(MB_ICONERROR), box.icon);
-                         Flush();
-                         EXPECT_TRUE(IsVisible(hwnd));
-                         EXPECT_EQ(1, Live().contexts);
-                         PressSheetButton(hwnd, PSBTN_CANCEL);
-                     });
-        }
+        ScopedValue refuse(HKEY_LOCAL_MACHINE, testbed::knobs::kProvider,
+                           testbed::knobs::kPasswordResult, cancelled);
+        RunModal([&] { return wizard.DoModal(); },
+                 [&] {
+                     HWND hwnd = WaitForWindow({L"#32770", kChange});
+                     NameAndFinish(hwnd, L"kv-password");
+                     ExpectBox(IDOK, MB_ICONERROR, L"Error 0x8010006E (-2146434962) ");
+                     Flush();
+                     EXPECT_TRUE(IsVisible(hwnd));
+                     PressSheetButton(hwnd, PSBTN_CANCEL);
+                 });
         // The wizard still holds the container of the failed attempt; its release keeps the
         // caller's last error.
         EXPECT_EQ(1, Live().contexts);
-        ::SetLastError(static_cast<DWORD>(SCARD_W_CANCELLED_BY_USER));
+        ::SetLastError(cancelled);
     }
-    EXPECT_EQ(static_cast<DWORD>(SCARD_W_CANCELLED_BY_USER), ::GetLastError());
+    EXPECT_EQ(cancelled, ::GetLastError());
     EXPECT_EQ(0, Live().contexts);
 
-    applet::CWizardChangePassword wizard(nullptr);
-    RunModal([&] { return wizard.DoModal(); },
-             [&] {
-                 HWND hwnd = WaitForWindow({L"#32770", L"Change password for private key container"});
-                 {
-                     ScopedValue refuse(HKEY_LOCAL_MACHINE, ProviderKnobKey(),
-                                        testbed::knobs::kPasswordResult,
-                                        static_cast<DWORD>(NTE_BAD_DATA));
-                     NameAndFinish(hwnd, L"kv-password");
-                     AnswerMessageBox(IDOK);
-                 }
-                 Click(SheetButton(hwnd, kFinish));  // the second attempt succeeds
-                 WaitUntilGone(hwnd);
-             });
-    EXPECT_EQ(1, Live().contexts) << "the second attempt released the first handle";
+    RunWizard<applet::CWizardChangePassword>(kChange, [](HWND hwnd) {
+        {
+            ScopedValue refuse(HKEY_LOCAL_MACHINE, testbed::knobs::kProvider,
+                               testbed::knobs::kPasswordResult, static_cast<DWORD>(NTE_BAD_DATA));
+            NameAndFinish(hwnd, L"kv-password");
+            AnswerMessageBox(IDOK);
+        }
+        Click(SheetButton(hwnd, kFinish));  // the second attempt succeeds
+        WaitUntilGone(hwnd);
+    });
+    EXPECT_EQ(0, Live().contexts) << "the second attempt released the first handle";
     EXPECT_EQ(before + 3, CallCount(testbed::knobs::kCallPasswordChange));
     DeleteContainer(L"kv-password", false);
+}
+
+TEST(Exports, OpenTheirWizardsOverTheCallersWindow) {
+    HMODULE applet = ::LoadLibraryW((std::wstring(kProductDir) + L"kvconfig.cpl").c_str());
+    ASSERT_TRUE(applet);
+    HWND parent = ::CreateWindowExW(0, L"STATIC", L"caller", WS_POPUP | WS_VISIBLE, 0, 0, 50, 50,
+                                    nullptr, nullptr, nullptr, nullptr);
+    for (const auto& [exportName, title, firstPageControl] :
+         {std::tuple{"WizDeleteContainer", kDelete.c_str(), IDC_SELECT_NAME},
+          std::tuple{"WizChangePassword", kChange.c_str(), IDC_SELECT_NAME},
+          std::tuple{"WizInstallPrivateCertificate", L"Private certificate installation wizard",
+                     IDC_INSTALL_FILE_NAME},
+          std::tuple{"WizViewCertificateInContainer", L"Certificates in private key container",
+                     IDC_SELECT_NAME}}) {
+        auto entry = reinterpret_cast<void(WINAPI*)(HWND)>(
+            reinterpret_cast<void*>(::GetProcAddress(applet, exportName)));
+        ASSERT_TRUE(entry) << exportName;
+        RunModal(
+            [&] {
+                entry(parent);
+                return INT_PTR{0};
+            },
+            [&] {
+                HWND wizard = WaitForWindow({L"#32770", title, parent, true});
+                EXPECT_FALSE(IsEnabled(parent)) << "modal over the caller's window";
+                EXPECT_TRUE(IsVisible(Item(ActivePage(wizard), firstPageControl)));
+                PressSheetButton(wizard, PSBTN_CANCEL);
+                WaitUntilGone(wizard);
+            });
+        EXPECT_TRUE(IsEnabled(parent));
+    }
+    ::DestroyWindow(parent);
+    EXPECT_EQ(0, Live().contexts);
 }
 
 }  // namespace

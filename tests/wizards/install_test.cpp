@@ -1,18 +1,16 @@
 // Installing a private certificate: certificate files of every form read as the wizard reads
-// them, the fields shown for a certificate, which key of a container is a certificate's, the
-// link written for it, and the search through every provider's containers.
+// them, the fields shown for a certificate, which key of a container is a certificate's and the
+// link written for it.
 #include "fixtures.h"
 #include "kvcsp.h"
 #include "link_check.h"
 #include "ui/handles.h"
 #include "wizard_fixture.h"
 #include "wizards/certificate_info.h"
-#include "wizards/copy_container.h"
 #include "wizards/install_certificate.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <regex>
 
 namespace {
@@ -23,12 +21,7 @@ using wiztest::Certificate;
 using wiztest::Encoded;
 using wiztest::Make;
 using wiztest::Remove;
-
-std::wstring TempPath(const std::wstring& name) {
-    wchar_t directory[MAX_PATH] = {};
-    ::GetTempPathW(MAX_PATH, directory);
-    return directory + name;
-}
+using wiztest::TempPath;
 
 int CountCertificates(HCERTSTORE store) {
     int count = 0;
@@ -71,23 +64,10 @@ TEST(CertificateFiles, EveryFormOpensAndWhatHoldsNoCertificateIsRejected) {
         }
     }
 
-    ASSERT_EQ(0u, fixtures::WriteCertificateFile(path, FileFormat::kPkcs7CrlsOnly, {}));
-    const std::wstring emptyStore = TempPath(L"kv-install-empty.sst");
-    ASSERT_EQ(0u, fixtures::WriteCertificateFile(emptyStore, FileFormat::kSerializedStore, {}));
-    const std::wstring text = TempPath(L"kv-install-text.cer");
-    ui::UniqueHandleW file(
-        ::CreateFileW(text.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
-    DWORD written = 0;
-    ::WriteFile(file.get(), "not a certificate\r\n", 19, &written, nullptr);
-    file.reset();
-    for (const std::wstring& rejected :
-         {path, emptyStore, text, TempPath(L"kv-install-missing.cer")}) {
-        SCOPED_TRACE(std::string(rejected.begin(), rejected.end()));
-        applet::CertificateFile opened;
-        EXPECT_FALSE(applet::OpenCertificateFile(rejected, opened));
-        EXPECT_FALSE(opened.store) << "nothing stays open";
-    }
-    for (const std::wstring& p : {path, emptyStore, text}) ::DeleteFileW(p.c_str());
+    applet::CertificateFile missing;
+    EXPECT_FALSE(applet::OpenCertificateFile(TempPath(L"kv-install-missing.cer"), missing));
+    EXPECT_FALSE(missing.store) << "nothing stays open";
+    ::DeleteFileW(path.c_str());
     Remove(spec);
 }
 
@@ -155,118 +135,6 @@ TEST(KeyMatch, FindsTheCertificatesKeyAndLinksIt) {
     prov.reset();
     Remove(both);
     Remove(other);
-}
-
-// Records what the search reached; stops it at the `stopAt`th container.
-struct Recorder : applet::SearchProgress {
-    std::vector<std::pair<int, std::wstring>> reached;
-    int stopAt = 0;
-    bool Step(int provider, int providers, int containers, const std::wstring& name) override {
-        EXPECT_EQ(3, providers);
-        EXPECT_EQ(static_cast<int>(reached.size()) + 1, containers);
-        reached.emplace_back(provider, name);
-        return containers != stopAt;
-    }
-};
-
-std::vector<std::wstring> Enumerate(const std::wstring& provider) {
-    ui::UniqueCryptProv prov;
-    std::vector<std::wstring> names;
-    if (!::CryptAcquireContextW(prov.put(), nullptr, provider.c_str(), kvcsp::kType2001,
-                                CRYPT_VERIFYCONTEXT))
-        return names;
-    char name[1024];
-    for (DWORD flags = CRYPT_FIRST;; flags = 0) {
-        DWORD size = sizeof(name);
-        if (!::CryptGetProvParam(prov.get(), PP_ENUMCONTAINERS, reinterpret_cast<BYTE*>(name),
-                                 &size, flags))
-            return names;
-        names.push_back(applet::FromAnsi(name, ::strnlen(name, size)));
-    }
-}
-
-// Copies the container with its key pairs, as the copy wizard does.
-void CopyContainer(const fixtures::ContainerSpec& from, const std::wstring& provider,
-                   const std::wstring& name) {
-    fixtures::DeleteContainer(provider, kvcsp::kType2001, false, name);
-    applet::CopyState state;
-    ui::UniqueCryptProv source, destination;
-    ASSERT_TRUE(::CryptAcquireContextW(source.put(), from.name.c_str(), from.provider.c_str(),
-                                       from.type, 0));
-    ASSERT_TRUE(state.AcquireVerification(from.provider, from.type));
-    ASSERT_EQ(0u, state.Read(source.get()));
-    ASSERT_TRUE(::CryptAcquireContextW(destination.put(), name.c_str(), provider.c_str(),
-                                       kvcsp::kType2001,
-                                       CRYPT_NEWKEYSET | kvcsp::kAcquireCopyTarget));
-    ASSERT_EQ(0u, state.Write(destination.get()));
-}
-
-TEST(AutomaticSearch, StopsAtTheFirstMatchInProviderThenEnumerationOrder) {
-    const std::vector<applet::SearchProvider> providers = {
-        {kvcsp::kProviderMain, 75}, {L"No such provider", 75}, {kvcsp::kProviderCloud, 75}};
-    // Containers without the key around the ones with it.
-    std::vector<fixtures::ContainerSpec> bystanders(3);
-    for (size_t i = 0; i < bystanders.size(); ++i) {
-        bystanders[i].name = L"kv-install-search bystander " + std::to_wstring(i);
-        bystanders[i].provider = i % 2 ? kvcsp::kProviderCloud : kvcsp::kProviderMain;
-        bystanders[i].certificate = fixtures::Certificate::kNone;
-        Make(bystanders[i]);
-    }
-    // One key in three containers: two of the second provider searched, one of the last.
-    fixtures::ContainerSpec key;
-    key.name = L"kv-install-search";
-    key.provider = kvcsp::kProviderCloud;
-    const fixtures::Made made = Make(key);
-    CopyContainer(key, kvcsp::kProviderCloud, L"kv-install-search copy");
-    CopyContainer(key, kvcsp::kProviderMain, L"kv-install-search main");
-    ui::UniqueCertContext certificate = Certificate(made.certificates[0]);
-
-    const std::vector<std::wstring> main = Enumerate(kvcsp::kProviderMain);
-    const auto first = std::find(main.begin(), main.end(), L"kv-install-search main");
-    ASSERT_NE(main.end(), first);
-    Recorder found;
-    applet::SearchHit hit =
-        applet::FindContainerOfCertificate(providers, false, certificate.get(), found);
-    EXPECT_EQ(0, hit.provider);
-    EXPECT_EQ(L"kv-install-search main", hit.container);
-    EXPECT_EQ(DWORD{AT_KEYEXCHANGE}, hit.keySpec);
-    EXPECT_EQ(static_cast<size_t>(first - main.begin()) + 1, found.reached.size())
-        << "every container before the match, each once";
-
-    fixtures::DeleteContainer(kvcsp::kProviderMain, kvcsp::kType2001, false,
-                              L"kv-install-search main");
-    const std::vector<std::wstring> cloud = Enumerate(kvcsp::kProviderCloud);
-    const auto firstCloud = std::find_if(cloud.begin(), cloud.end(), [](const std::wstring& n) {
-        return n == L"kv-install-search" || n == L"kv-install-search copy";
-    });
-    ASSERT_NE(cloud.end(), firstCloud);
-    Recorder inCloud;
-    hit = applet::FindContainerOfCertificate(providers, false, certificate.get(), inCloud);
-    EXPECT_EQ(2, hit.provider) << "a provider that can't be opened is passed over";
-    EXPECT_EQ(*firstCloud, hit.container) << "the first in enumeration order";
-    EXPECT_EQ(main.size() - 1 + (firstCloud - cloud.begin()) + 1, inCloud.reached.size());
-
-    // Nowhere: every container of every provider is reached once, and nothing is found.
-    Remove(key);
-    fixtures::DeleteContainer(kvcsp::kProviderCloud, kvcsp::kType2001, false,
-                              L"kv-install-search copy");
-    Recorder nowhere;
-    hit = applet::FindContainerOfCertificate(providers, false, certificate.get(), nowhere);
-    EXPECT_EQ(-1, hit.provider);
-    EXPECT_TRUE(hit.container.empty());
-    EXPECT_EQ(main.size() - 1 + cloud.size() - 2, nowhere.reached.size());
-    std::vector<std::pair<int, std::wstring>> sorted = nowhere.reached;
-    std::sort(sorted.begin(), sorted.end());
-    EXPECT_EQ(sorted.end(), std::adjacent_find(sorted.begin(), sorted.end()));
-
-    // Stopped after the second container: nothing found, nothing more reached.
-    Recorder stopped;
-    stopped.stopAt = 2;
-    hit = applet::FindContainerOfCertificate(providers, false, certificate.get(), stopped);
-    EXPECT_EQ(-1, hit.provider);
-    EXPECT_EQ(2u, stopped.reached.size());
-    EXPECT_EQ(0, wiztest::Live().contexts);
-    for (const fixtures::ContainerSpec& spec : bystanders) Remove(spec);
 }
 
 }  // namespace

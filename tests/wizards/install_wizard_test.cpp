@@ -24,34 +24,14 @@ using wiztest::Enabled;
 using wiztest::Press;
 using Bytes = std::vector<BYTE>;
 using fixtures::FileFormat;
+using wiztest::TempPath;
 
 const std::wstring kTitle = L"Private certificate installation wizard";
 const std::wstring kBadFile =
     L"Invalid file name, or selected file does not contain any certificate.";
 
-std::wstring TempPath(const std::wstring& name) {
-    wchar_t directory[MAX_PATH] = {};
-    ::GetTempPathW(MAX_PATH, directory);
-    return directory + name;
-}
-
-// The certificate with these bytes in the personal store of the user or the computer; none
-// when it is not there.
-ui::UniqueCertContext Installed(const Bytes& encoded, bool machine) {
-    ui::UniqueCertStore store(::CertOpenStore(
-        CERT_STORE_PROV_SYSTEM_W, 0, 0,
-        machine ? CERT_SYSTEM_STORE_LOCAL_MACHINE : CERT_SYSTEM_STORE_CURRENT_USER, L"MY"));
-    ui::UniqueCertContext wanted(::CertCreateCertificateContext(
-        applet::kCertificateEncoding, encoded.data(), static_cast<DWORD>(encoded.size())));
-    if (!store || !wanted) return {};
-    return ui::UniqueCertContext(::CertFindCertificateInStore(
-        store.get(), applet::kCertificateEncoding, 0, CERT_FIND_EXISTING, wanted.get(), nullptr));
-}
-
 void Uninstall(const Bytes& encoded, bool machine) {
-    ui::UniqueCertContext certificate(::CertCreateCertificateContext(
-        applet::kCertificateEncoding, encoded.data(), static_cast<DWORD>(encoded.size())));
-    wiztest::InPersonalStore(certificate.get(), machine, true);
+    wiztest::InPersonalStore(wiztest::Certificate(encoded).get(), machine, true);
 }
 
 void AwaitPage(HWND wizard, int index) {
@@ -127,7 +107,7 @@ TEST(InstallWizard, InstallsWithTheLinkIntoTheContainerAndAsksBeforeReplacing) {
         Press(wizard, kFinish);
         WaitUntilGone(wizard);
     });
-    ui::UniqueCertContext installed = Installed(certificate, false);
+    ui::UniqueCertContext installed = wiztest::Installed(certificate, false);
     ASSERT_TRUE(installed);
     wiztest::ExpectLinkSigns(installed.get(), AT_SIGNATURE);
     std::vector<Bytes> inContainer;
@@ -152,28 +132,11 @@ TEST(InstallWizard, InstallsWithTheLinkIntoTheContainerAndAsksBeforeReplacing) {
         ExpectBox(IDYES, MB_ICONINFORMATION, replace);
         WaitUntilGone(wizard);
     });
-    EXPECT_TRUE(Installed(certificate, false));
+    EXPECT_TRUE(wiztest::Installed(certificate, false));
     EXPECT_EQ(0, wiztest::Live().contexts);
     Uninstall(certificate, false);
     ::DeleteFileW(path.c_str());
     fixtures::DeleteContainer(spec.provider, spec.type, false, spec.name);
-}
-
-HWND FindChild(HWND parent, const wchar_t* className) {
-    struct Search {
-        const wchar_t* className;
-        HWND found;
-    } search{className, nullptr};
-    ::EnumChildWindows(
-        parent,
-        [](HWND child, LPARAM lp) -> BOOL {
-            auto* s = reinterpret_cast<Search*>(lp);
-            if (ClassName(child) != s->className) return TRUE;
-            s->found = child;
-            return FALSE;
-        },
-        reinterpret_cast<LPARAM>(&search));
-    return search.found;
 }
 
 TEST(InstallWizard, RejectsFilesWithoutCertificatesAndLetsThePickOneOfSeveral) {
@@ -213,7 +176,7 @@ TEST(InstallWizard, RejectsFilesWithoutCertificatesAndLetsThePickOneOfSeveral) {
         // The system's selection dialog over the file's certificates: the first is taken.
         Click(page, IDC_INSTALL_CERT_BROWSE);
         HWND select = WaitForWindow({L"#32770", L"", wizard, true});
-        HWND list = FindChild(select, L"SysListView32");
+        HWND list = ::FindWindowExW(select, nullptr, L"SysListView32", nullptr);
         ASSERT_TRUE(list);
         WaitUntil([&] { return ListView_GetItemCount(list) == 2; }, "both certificates listed");
         LVITEMW item{};
@@ -324,7 +287,7 @@ TEST(InstallWizard, FindsTheComputersContainerAndInstallsIntoTheComputersStore) 
         Press(wizard, kFinish);
         WaitUntilGone(wizard);
     });
-    ui::UniqueCertContext installed = Installed(certificate, true);
+    ui::UniqueCertContext installed = wiztest::Installed(certificate, true);
     ASSERT_TRUE(installed);
     // Wine's CryptAcquireCertificatePrivateKey drops the link's key-set flags: the link is
     // followed by hand.

@@ -18,6 +18,19 @@ void Remove(const fixtures::ContainerSpec& spec) {
     fixtures::DeleteContainer(spec.provider, spec.type, spec.machine, spec.name);
 }
 
+ui::UniqueCryptProv Open(const fixtures::ContainerSpec& spec) {
+    ui::UniqueCryptProv prov;
+    EXPECT_TRUE(::CryptAcquireContextW(prov.put(), spec.name.c_str(), spec.provider.c_str(),
+                                       spec.type, spec.machine ? CRYPT_MACHINE_KEYSET : 0));
+    return prov;
+}
+
+std::wstring TempPath(const std::wstring& name) {
+    wchar_t directory[MAX_PATH] = {};
+    ::GetTempPathW(MAX_PATH, directory);
+    return directory + name;
+}
+
 ui::UniqueCertContext Certificate(const std::vector<BYTE>& encoded) {
     return ui::UniqueCertContext(::CertCreateCertificateContext(
         applet::kCertificateEncoding, encoded.data(), static_cast<DWORD>(encoded.size())));
@@ -26,6 +39,15 @@ ui::UniqueCertContext Certificate(const std::vector<BYTE>& encoded) {
 std::vector<BYTE> Encoded(PCCERT_CONTEXT certificate) {
     return std::vector<BYTE>(certificate->pbCertEncoded,
                              certificate->pbCertEncoded + certificate->cbCertEncoded);
+}
+
+ui::UniqueCertContext Installed(const std::vector<BYTE>& encoded, bool machine) {
+    ui::UniqueCertStore store(::CertOpenStore(
+        CERT_STORE_PROV_SYSTEM_W, 0, 0,
+        machine ? CERT_SYSTEM_STORE_LOCAL_MACHINE : CERT_SYSTEM_STORE_CURRENT_USER, L"MY"));
+    ui::UniqueCertContext wanted = Certificate(encoded);
+    return ui::UniqueCertContext(::CertFindCertificateInStore(
+        store.get(), applet::kCertificateEncoding, 0, CERT_FIND_EXISTING, wanted.get(), nullptr));
 }
 
 void ExpectLinkSigns(PCCERT_CONTEXT certificate, DWORD expected) {

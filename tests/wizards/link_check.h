@@ -8,6 +8,7 @@
 #include <windows.h>
 #include <wincrypt.h>
 
+#include <string>
 #include <vector>
 
 namespace wiztest {
@@ -15,9 +16,13 @@ namespace wiztest {
 // A container made as `spec` says (a failure fails the test) and what was made for it.
 fixtures::Made Make(const fixtures::ContainerSpec& spec);
 void Remove(const fixtures::ContainerSpec& spec);
+ui::UniqueCryptProv Open(const fixtures::ContainerSpec& spec);
 
 ui::UniqueCertContext Certificate(const std::vector<BYTE>& encoded);
 std::vector<BYTE> Encoded(PCCERT_CONTEXT certificate);
+std::wstring TempPath(const std::wstring& name);
+// The certificate with these bytes in the personal store of the user or the computer, if there.
+ui::UniqueCertContext Installed(const std::vector<BYTE>& encoded, bool machine);
 
 // The private key reached through the certificate's link is key `spec` of its container, is the
 // certificate's and signs. Wine can't import this provider's keys from a certificate, so the
