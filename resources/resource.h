@@ -171,6 +171,7 @@
 #define IDS_ERROR_CODE                        147   // printf: the code in hex, then decimal
 #define IDS_CONTAINER_ACCESS_ERROR            1037  // %1 container name, %2 error text
 #define IDS_APP_TITLE                         57344 // caption without a ProductName
+#define IDS_SUPPORT_LIBRARY_FAILED            162   // %1 file, %2 load error; read from here
 
 // ---------------------------------------------------------------------------------------------
 // Strings: General page

@@ -1,6 +1,7 @@
 #include "wizards/certificate_on_container.h"
 
 #include "applet/crypt_reads.h"
+#include "applet/library_binding.h"
 #include "applet/strings.h"
 #include "resource.h"
 #include "ui/controls.h"
@@ -150,6 +151,18 @@ bool InstallChain(const std::vector<ChainCertificate>& chain, bool machine) {
     return true;
 }
 
+ThreadDefaultProviderScope::ThreadDefaultProviderScope()
+    : library_(LoadProductLibrary(L"kvcrypt.dll")) {
+    if (library_)
+        setDefault_ = reinterpret_cast<SetDefaultFn>(
+            reinterpret_cast<void*>(::GetProcAddress(library_.get(), "SetThreadDefaultCryptProv")));
+}
+
+ThreadDefaultProviderScope::~ThreadDefaultProviderScope() {
+    ui::LastErrorKeeper keep;
+    if (setDefault_) setDefault_(0);
+}
+
 CWizPageCertificateOnContainerSelectContainer::CWizPageCertificateOnContainerSelectContainer(
     CWizardCertificateOnContainer& wizard)
     : CWizPageSelectContainer(IDS_WIZARD_VIEW, IDS_VIEW_SELECT_SUBTITLE, true, true, true),
@@ -216,15 +229,8 @@ bool CWizPageCertificateOnContainerSelectCertificate::OnCommand(UINT id, UINT co
 void CWizPageCertificateOnContainerSelectCertificate::Properties() {
     PCCERT_CONTEXT selected = wizard_.certificates.selected.get();
     if (!selected) return;
-    // Following the key link, the certificate dialog may leave the container as the thread's
-    // default provider; it must not outlive the dialog.
-    using SetDefaultProv = BOOL(WINAPI*)(HCRYPTPROV);
-    ui::UniqueHModule crypt(::LoadLibraryW(L"kvcrypt.dll"));
-    auto setDefault = crypt ? reinterpret_cast<SetDefaultProv>(reinterpret_cast<void*>(
-                                  ::GetProcAddress(crypt.get(), "SetThreadDefaultCryptProv")))
-                            : nullptr;
+    ThreadDefaultProviderScope threadDefault;
     ViewCertificate(selected, hwnd(), wizard_.extensions.store.get());
-    if (setDefault) setDefault(0);
 }
 
 void CWizPageCertificateOnContainerSelectCertificate::Install() {

@@ -43,6 +43,11 @@ inline constexpr wchar_t kProductType[] = L"ProductType";
 inline constexpr wchar_t kDomainController[] = L"LanmanNT";
 inline constexpr wchar_t kKdcParameters[] = L"SYSTEM\\CurrentControlSet\\Services\\kdc\\Parameters";
 
+// REG_DWORD in kRoot: 1 makes kvsuprt.dll report a stored language the applet has no texts for
+// (1058, say) as it is, as a later release of the product that speaks more languages would;
+// missing or 0 = such a value counts as none.
+inline constexpr wchar_t kLanguageAsStored[] = L"LanguageAsStored";
+
 // Results of kvcng.dll's registration entries (REG_DWORD HRESULT, in kRoot; missing = S_OK).
 inline constexpr wchar_t kCngRegisterResult[] = L"CngRegisterResult";
 inline constexpr wchar_t kCngUnregisterResult[] = L"CngUnregisterResult";
