@@ -489,7 +489,8 @@ TEST_F(CheckSequence, MalformedExtensionRecordsAreSkippedAndTheBufferIsNeverOver
     const DWORD overstated = wiztest::CallCount(testbed::knobs::kCallExtensionRoomOverstated);
     namespace knobs = testbed::knobs;
     for (DWORD fault : {knobs::kExtensionValuePastEnd, knobs::kExtensionOidUnterminated,
-                        knobs::kExtensionShortRecord, knobs::kExtensionSizeOverstated}) {
+                        knobs::kExtensionShortRecord, knobs::kExtensionSizeOverstated,
+                        knobs::kExtensionEmpty, knobs::kExtensionEndless}) {
         SCOPED_TRACE(fault);
         wiztest::ScopedValue knob(HKEY_LOCAL_MACHINE, knobs::kProvider, knobs::kExtensionFault,
                                   fault);
@@ -498,6 +499,10 @@ TEST_F(CheckSequence, MalformedExtensionRecordsAreSkippedAndTheBufferIsNeverOver
         EXPECT_EQ(kSucceeded, rows[0]);
         if (fault == knobs::kExtensionSizeOverstated)
             EXPECT_EQ(honest, Labels(ExtensionRows(rows))) << "the records themselves are sound";
+        else if (fault == knobs::kExtensionEmpty)
+            EXPECT_TRUE(ExtensionRows(rows).empty());
+        else if (fault == knobs::kExtensionEndless)
+            EXPECT_LT(honest.size(), ExtensionRows(rows).size()) << "the first one again and again";
         else
             EXPECT_EQ(std::vector<std::wstring>{kExtensions}, Labels(ExtensionRows(rows)));
     }

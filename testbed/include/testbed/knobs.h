@@ -98,6 +98,10 @@ inline constexpr unsigned long kExtensionValuePastEnd = 1;
 inline constexpr unsigned long kExtensionOidUnterminated = 2;
 inline constexpr unsigned long kExtensionShortRecord = 3;
 inline constexpr unsigned long kExtensionSizeOverstated = 4;
+// Or a list that never ends: every query and fetch answers success with length 0, or every
+// fetch answers the first record again.
+inline constexpr unsigned long kExtensionEmpty = 5;
+inline constexpr unsigned long kExtensionEndless = 6;
 // REG_SZ in kProvider: the container the picker (param 110) answers; missing = cancelled.
 inline constexpr wchar_t kPickedContainer[] = L"PickedContainer";
 
