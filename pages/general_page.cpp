@@ -31,7 +31,9 @@ bool LanguageSettings::Modified() const {
     const DWORD user = userIndex == kUserRussian   ? kRussian
                        : userIndex == kUserEnglish ? kEnglish
                                                    : 0;
-    return storedMachine != machine || storedUser != user;
+    // A machine value the user cannot write is no change of his: it would keep OK from ever
+    // closing the sheet.
+    return (mayWriteConfig && storedMachine != machine) || storedUser != user;
 }
 
 LanguageSettings ReadLanguageSettings() {

@@ -82,6 +82,7 @@ TEST_F(General, LanguageSaveInEveryCombinationOfAccess) {
         LanguageSettings settings = applet::ReadLanguageSettings();
         EXPECT_EQ(LanguageSettings::kMachineEnglish, settings.machineIndex) << "nothing stored";
         EXPECT_EQ(c.config == kAll, settings.forceModified);
+        EXPECT_EQ(c.config == kAll, settings.Modified()) << "only a value the user may write";
         settings.machineIndex = LanguageSettings::kMachineRussian;
         settings.userIndex = LanguageSettings::kUserEnglish;
         EXPECT_EQ(c.result, applet::SaveLanguageSettings(settings));

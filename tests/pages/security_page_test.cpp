@@ -201,7 +201,9 @@ TEST_F(SecurityPage, SwitchingTheModeAppliesCacheOffAndAsksToReboot) {
 
 TEST_F(SecurityPage, ACacheMaximumAboveWhatTheServiceHoldsIsCapped) {
     SetKnob(wiztest::kDefaultProvider, testbed::knobs::kCacheMaximum, 5000);
+    SetKnob(wiztest::kProvider71, testbed::knobs::kCacheMaximum, 0);
     WithPage([](HWND sheet) {
+        EXPECT_EQ(L"&CSP mode", Text(Item(sheet, IDC_SECURITY_MODE_GROUP)));
         Choose(Item(sheet, IDC_SECURITY_PROVIDER), kMain);
         HWND size = Item(sheet, IDC_SECURITY_CACHE_SIZE);
         EXPECT_EQ(L"8", Text(size)) << "caching off offers 8";
@@ -227,6 +229,13 @@ TEST_F(SecurityPage, ACacheMaximumAboveWhatTheServiceHoldsIsCapped) {
         EXPECT_EQ(L"2457", leave(L"3000"));
         Apply(sheet);
         EXPECT_EQ(2457u, Knob(wiztest::kDefaultProvider, testbed::knobs::kCacheSize));
+
+        // A provider without caching shows none, whatever the one before it had.
+        Choose(Item(sheet, IDC_SECURITY_PROVIDER), kMain + 1);
+        HWND caching = Item(sheet, IDC_SECURITY_CACHING);
+        EXPECT_EQ(BST_UNCHECKED, CheckState(caching));
+        EXPECT_FALSE(IsEnabled(caching));
+        EXPECT_EQ(L"8", Text(size));
     });
 }
 
