@@ -135,6 +135,8 @@ BOOL CPropPageConfigCSPGeneral::OnInitDialog() {
         shield.Show(true);
         ui::Control(Item(IDC_GENERAL_RUN_AS_ADMIN)).Show(true);
     }
+    // A control's tip is the string of its own id, as the templates' controls are numbered.
+    ui::AddToolTips(hwnd(), [this](int id) { return id > 0 ? LoadText(id) : std::wstring(); });
     machine.Enable(languages_.mayWriteConfig);
     user.Enable(languages_.mayWriteLocal);
     UpdateData(false);
