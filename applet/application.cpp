@@ -30,6 +30,7 @@ CCPApplet::CCPApplet(SheetFactory factory, UINT iconId, UINT nameId, UINT infoId
     : factory_(factory), dynamic_(dynamic), iconId_(iconId), nameId_(nameId), infoId_(infoId) {}
 
 bool CCPApplet::OnDblclk(HWND parent, const char* parameters) {
+    if (!RequireSupportLibrary(parent)) return false;
     for (;;) {
         CPropSheetControlPanel* sheet = factory_();
         sheet->Complete(parent, StartPage(parameters));

@@ -1,6 +1,7 @@
 #include "applet/exports.h"
 
 #include "applet/module_state.h"
+#include "applet/strings.h"
 #include "ui/callback.h"
 #include "wizards/certificate_on_container.h"
 #include "wizards/change_password.h"
@@ -15,6 +16,7 @@ template <class Wizard>
 void RunExportedWizard(HWND parent) noexcept {
     ui::Guarded([&] {
         applet::ActivationScope manifest;
+        if (!applet::RequireSupportLibrary(parent)) return;
         Wizard wizard(parent);
         wizard.DoModal();
     });

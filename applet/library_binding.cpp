@@ -55,7 +55,10 @@ std::wstring ResolveProductPath(const wchar_t* fileName) {
 class ErrorModeScope {
 public:
     ErrorModeScope() : previous_(::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX)) {}
-    ~ErrorModeScope() { ::SetErrorMode(previous_); }
+    ~ErrorModeScope() {
+        ui::LastErrorKeeper keep;
+        ::SetErrorMode(previous_);
+    }
 
 private:
     UINT previous_;
@@ -76,7 +79,10 @@ LibraryBinding::LibraryBinding(const wchar_t* fileName, std::vector<const char*>
 DWORD LibraryBinding::AddRef() {
     if (references_ == 0) {
         HMODULE module = LoadProductLibrary(fileName_);
-        if (!module) return kLibraryLoadFailed;
+        if (!module) {
+            loadError_ = ::GetLastError();
+            return kLibraryLoadFailed;
+        }
         module_ = module;
     }
     ++references_;
@@ -88,10 +94,15 @@ void LibraryBinding::Release() {
     if (--references_ == 0) std::fill(entries_.begin(), entries_.end(), nullptr);
 }
 
+DWORD LibraryBinding::Load() {
+    // The reference a call takes for its own load is never given back.
+    if (module_ || AddRef() == 0) return 0;
+    return loadError_ ? loadError_ : kLibraryLoadFailed;
+}
+
 FARPROC LibraryBinding::Resolve(size_t slot) {
     if (entries_[slot]) return entries_[slot];
-    // The reference a call takes for its own load is never given back.
-    if (!module_ && AddRef() != 0) return nullptr;
+    if (Load() != 0) return nullptr;
     entries_[slot] = ::GetProcAddress(module_, names_[slot]);
     return entries_[slot];
 }

@@ -24,6 +24,8 @@ public:
 
     DWORD AddRef();   // 0, or kLibraryLoadFailed with the count unchanged
     void Release();
+    // Loads the library unless it is held, as a call does: 0, or the loader's error.
+    DWORD Load();
     HMODULE Handle() const { return module_; }
     LONG References() const { return references_; }
 
@@ -43,6 +45,7 @@ private:
     std::vector<FARPROC> entries_;
     HMODULE module_ = nullptr;
     LONG references_ = 0;
+    DWORD loadError_ = 0;  // of the last load that failed
 };
 
 }  // namespace applet

@@ -21,6 +21,21 @@ std::wstring& AppNameStorage() {
 
 HWND MessageOwner() { return ::GetActiveWindow(); }
 
+constexpr LANGID kEnglish = MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US);
+constexpr LANGID kRussian = MAKELANGID(LANG_RUSSIAN, SUBLANG_DEFAULT);
+constexpr wchar_t kSupportLibraryFile[] = L"kvsuprt.dll";
+
+// Whether the module carries its texts, and with them its templates, in `language`.
+bool Carries(LANGID language) {
+    return ::FindResourceExW(Module(), RT_STRING, MAKEINTRESOURCEW(IDS_APP_TITLE / 16 + 1),
+                             language) != nullptr;
+}
+
+// The module's own language nearest to the Windows user interface language `windows`.
+LANGID OwnLanguageFor(LANGID windows) {
+    return PRIMARYLANGID(windows) == LANG_RUSSIAN ? kRussian : kEnglish;
+}
+
 // -- Error text -------------------------------------------------------------------------------
 
 constexpr DWORD kTextCapacity = 1024;
@@ -129,8 +144,13 @@ void SetAppName(std::wstring name) { AppNameStorage() = std::move(name); }
 std::wstring LoadStringLang(UINT id) {
     wchar_t buffer[256] = {};
     DWORD length = 255;
-    if (support::support_resource_string(Module(), id, buffer, &length) != 0) return {};
-    return std::wstring(buffer, ::wcsnlen(buffer, 255));
+    if (support::support_resource_string(Module(), id, buffer, &length) == 0)
+        return std::wstring(buffer, ::wcsnlen(buffer, 255));
+    // A library that speaks a language this module lacks finds none of its texts: English
+    // rather than empty pages.
+    const DWORD reported = support::support_wnd_language_get();
+    if (reported == kLibraryMissing || Carries(LOWORD(reported))) return {};
+    return ui::LoadTableString(Module(), id, kEnglish).substr(0, 255);
 }
 
 std::wstring FormatStringId(UINT id, const std::wstring& insert1, const std::wstring& insert2) {
@@ -194,7 +214,24 @@ int ErrorMessageBox(DWORD code) {
 
 LANGID CurrentLanguage() {
     support::support_wnd_language_update();
-    return LOWORD(support::support_wnd_language_get());
+    const LANGID language = LOWORD(support::support_wnd_language_get());
+    return Carries(language) ? language : kEnglish;
+}
+
+std::wstring SupportLibraryFailureText(DWORD error, LANGID windowsLanguage) {
+    const LANGID language = OwnLanguageFor(windowsLanguage);
+    return ui::FormatInserts(ui::LoadTableString(Module(), IDS_SUPPORT_LIBRARY_FAILED, language),
+                             {kSupportLibraryFile, ErrorText(error, language)});
+}
+
+bool RequireSupportLibrary(HWND owner) {
+    const DWORD error = SupportLibrary().Load();
+    if (error == 0) return true;
+    const LANGID windows = ::GetUserDefaultUILanguage();
+    ui::MessageBox(owner, SupportLibraryFailureText(error, windows),
+                   ui::LoadTableString(Module(), IDS_APPLET_NAME, OwnLanguageFor(windows)),
+                   MB_ICONERROR);
+    return false;
 }
 
 }  // namespace applet

@@ -32,7 +32,15 @@ std::wstring ErrorText(DWORD code, LANGID language);
 std::wstring ErrorMessageText(DWORD code);
 int ErrorMessageBox(DWORD code);
 
-// The user interface language: the support library's setting, read anew.
+// The user interface language: the support library's setting, read anew; English when the
+// module carries nothing in the language the library reports.
 LANGID CurrentLanguage();
+
+// Without the support library there is no language and so no template: the applet says why in
+// a message box over `owner`, read from its own string table in the Windows user interface
+// language (Russian when that is Russian, else English). True when the library is there.
+bool RequireSupportLibrary(HWND owner);
+// The text of that box for `error`, the loader's error, in `windowsLanguage`'s terms.
+std::wstring SupportLibraryFailureText(DWORD error, LANGID windowsLanguage);
 
 }  // namespace applet

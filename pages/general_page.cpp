@@ -31,7 +31,9 @@ bool LanguageSettings::Modified() const {
     const DWORD user = userIndex == kUserRussian   ? kRussian
                        : userIndex == kUserEnglish ? kEnglish
                                                    : 0;
-    return storedMachine != machine || storedUser != user;
+    // A machine value the user cannot write is no change of his: it would keep OK from ever
+    // closing the sheet.
+    return (mayWriteConfig && storedMachine != machine) || storedUser != user;
 }
 
 LanguageSettings ReadLanguageSettings() {
@@ -133,6 +135,8 @@ BOOL CPropPageConfigCSPGeneral::OnInitDialog() {
         shield.Show(true);
         ui::Control(Item(IDC_GENERAL_RUN_AS_ADMIN)).Show(true);
     }
+    // A control's tip is the string of its own id, as the templates' controls are numbered.
+    ui::AddToolTips(hwnd(), [this](int id) { return id > 0 ? LoadText(id) : std::wstring(); });
     machine.Enable(languages_.mayWriteConfig);
     user.Enable(languages_.mayWriteLocal);
     UpdateData(false);

@@ -294,7 +294,11 @@ void CPropPageConfigCSPSecurity::ReadMode() {
 }
 
 void CPropPageConfigCSPSecurity::ReadCacheParameters() {
+    // A provider without caching shows none, whatever the provider before it had.
     cacheMaximum_ = 0;
+    cachingAvailable_ = false;
+    caching_ = savedCaching_ = false;
+    cacheSize_ = kCacheSizeOffered;
     DWORD cache[3] = {};  // current size (0 = off), maximum (0 = none), available
     if (!GetParam(context_.Handle(), kParamCache, cache) || cache[1] == 0) return;
     cacheMaximum_ = std::min(cache[1], kCacheLimit);

@@ -41,6 +41,13 @@
 #define IDC_GENERAL_MACHINE_LANGUAGE          1116
 #define IDC_GENERAL_PRODUCT_VERSION           1125
 #define IDC_GENERAL_SHIELD                    1129  // shown together with IDC_GENERAL_RUN_AS_ADMIN
+// The page's tool tips: a control's tip is the string of its own id.
+#define IDS_TIP_PRODUCT_NAME                  IDC_GENERAL_PRODUCT_NAME
+#define IDS_TIP_NOTICE                        IDC_GENERAL_NOTICE
+#define IDS_TIP_RUN_AS_ADMIN                  IDC_GENERAL_RUN_AS_ADMIN
+#define IDS_TIP_PKI_CONSOLE                   IDC_GENERAL_PKI_CONSOLE
+#define IDS_TIP_USER_LANGUAGE                 IDC_GENERAL_USER_LANGUAGE
+#define IDS_TIP_MACHINE_LANGUAGE              IDC_GENERAL_MACHINE_LANGUAGE
 
 // ---------------------------------------------------------------------------------------------
 // Hardware page (IDD_PAGE_HARDWARE)
@@ -171,6 +178,7 @@
 #define IDS_ERROR_CODE                        147   // printf: the code in hex, then decimal
 #define IDS_CONTAINER_ACCESS_ERROR            1037  // %1 container name, %2 error text
 #define IDS_APP_TITLE                         57344 // caption without a ProductName
+#define IDS_SUPPORT_LIBRARY_FAILED            162   // %1 file, %2 load error; read from here
 
 // ---------------------------------------------------------------------------------------------
 // Strings: General page

@@ -14,6 +14,28 @@ std::wstring GetWindowString(HWND hwnd) {
     return text;
 }
 
+HWND AddToolTips(HWND parent, const std::function<std::wstring(int)>& tip) {
+    HWND tips = ::CreateWindowExW(WS_EX_TOPMOST, TOOLTIPS_CLASSW, nullptr, WS_POPUP | TTS_ALWAYSTIP,
+                                  CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT,
+                                  parent, nullptr, nullptr, nullptr);
+    if (!tips) return nullptr;
+    // Long texts wrap instead of running across the screen.
+    ::SendMessageW(tips, TTM_SETMAXTIPWIDTH, 0, 400);
+    for (HWND child = ::GetWindow(parent, GW_CHILD); child;
+         child = ::GetWindow(child, GW_HWNDNEXT)) {
+        std::wstring text = tip(::GetDlgCtrlID(child));
+        if (text.empty()) continue;
+        TOOLINFOW info{};
+        info.cbSize = sizeof(info);
+        info.uFlags = TTF_IDISHWND | TTF_SUBCLASS;
+        info.hwnd = parent;
+        info.uId = reinterpret_cast<UINT_PTR>(child);
+        info.lpszText = text.data();
+        ::SendMessageW(tips, TTM_ADDTOOLW, 0, reinterpret_cast<LPARAM>(&info));
+    }
+    return tips;
+}
+
 std::wstring ComboBox::ItemText(int index) const {
     LRESULT length = Send(CB_GETLBTEXTLEN, index);
     if (length == CB_ERR) return {};

@@ -4,11 +4,16 @@
 #include <windows.h>
 #include <commctrl.h>
 
+#include <functional>
 #include <string>
 
 namespace ui {
 
 std::wstring GetWindowString(HWND hwnd);
+
+// Tool tips for the child controls of `parent`: each control for which `tip` gives a text shows
+// it while the mouse rests on it. The tip window is owned by `parent` and goes with it.
+HWND AddToolTips(HWND parent, const std::function<std::wstring(int controlId)>& tip);
 
 // WM_CTLCOLORSTATIC as a dialog passes it on to the static it is about, so that a control can
 // choose its own colours; a nonzero answer is the brush.

@@ -1,6 +1,7 @@
 #include "wizards/certificate_on_container.h"
 
 #include "applet/crypt_reads.h"
+#include "applet/library_binding.h"
 #include "applet/strings.h"
 #include "resource.h"
 #include "ui/controls.h"
@@ -84,12 +85,16 @@ bool ReadKeyCertificates(HCRYPTPROV prov, DWORD acquireFlags, KeyCertificates& r
     for (int i = 0; i < 2; ++i) anyKey |= ::CryptGetUserKey(prov, specs[i], keys[i].put()) != FALSE;
     if (!anyKey) return fail(IDS_INSTALL_NO_KEY_IN_CONTAINER);
 
+    // A key whose link cannot be made is told and left out; the other key's certificate is
+    // still offered.
     int found = 0;
     for (int i = 0; i < 2; ++i) {
         if (!keys[i]) continue;
         KeyProvRecord record;
-        if (!record.Read(prov, acquireFlags, keys[i].get()))
-            return fail(IDS_INSTALL_PARAMETERS_ERROR);
+        if (!record.Read(prov, acquireFlags, keys[i].get())) {
+            result.notices.push_back(IDS_INSTALL_PARAMETERS_ERROR);
+            continue;
+        }
         const bool signature = record.Info()->dwKeySpec == AT_SIGNATURE;
         std::vector<BYTE> encoded;
         ui::UniqueCertContext certificate;
@@ -109,8 +114,10 @@ bool ReadKeyCertificates(HCRYPTPROV prov, DWORD acquireFlags, KeyCertificates& r
         if (!::CertSetCertificateContextProperty(certificate.get(), CERT_KEY_PROV_INFO_PROP_ID, 0,
                                                  record.Info()) ||
             !::CertAddCertificateContextToStore(result.store.get(), certificate.get(),
-                                                CERT_STORE_ADD_ALWAYS, &added))
-            return fail(IDS_INSTALL_PROPERTY_ERROR);
+                                                CERT_STORE_ADD_ALWAYS, &added)) {
+            result.notices.push_back(IDS_INSTALL_PROPERTY_ERROR);
+            continue;
+        }
         ui::UniqueCertContext stored(added);
         if (!result.selected) result.selected = std::move(stored);
         ++found;
@@ -148,6 +155,18 @@ bool InstallChain(const std::vector<ChainCertificate>& chain, bool machine) {
             return false;
     }
     return true;
+}
+
+ThreadDefaultProviderScope::ThreadDefaultProviderScope()
+    : library_(LoadProductLibrary(L"kvcrypt.dll")) {
+    if (library_)
+        setDefault_ = reinterpret_cast<SetDefaultFn>(
+            reinterpret_cast<void*>(::GetProcAddress(library_.get(), "SetThreadDefaultCryptProv")));
+}
+
+ThreadDefaultProviderScope::~ThreadDefaultProviderScope() {
+    ui::LastErrorKeeper keep;
+    if (setDefault_) setDefault_(0);
 }
 
 CWizPageCertificateOnContainerSelectContainer::CWizPageCertificateOnContainerSelectContainer(
@@ -216,15 +235,8 @@ bool CWizPageCertificateOnContainerSelectCertificate::OnCommand(UINT id, UINT co
 void CWizPageCertificateOnContainerSelectCertificate::Properties() {
     PCCERT_CONTEXT selected = wizard_.certificates.selected.get();
     if (!selected) return;
-    // Following the key link, the certificate dialog may leave the container as the thread's
-    // default provider; it must not outlive the dialog.
-    using SetDefaultProv = BOOL(WINAPI*)(HCRYPTPROV);
-    ui::UniqueHModule crypt(::LoadLibraryW(L"kvcrypt.dll"));
-    auto setDefault = crypt ? reinterpret_cast<SetDefaultProv>(reinterpret_cast<void*>(
-                                  ::GetProcAddress(crypt.get(), "SetThreadDefaultCryptProv")))
-                            : nullptr;
+    ThreadDefaultProviderScope threadDefault;
     ViewCertificate(selected, hwnd(), wizard_.extensions.store.get());
-    if (setDefault) setDefault(0);
 }
 
 void CWizPageCertificateOnContainerSelectCertificate::Install() {
@@ -238,7 +250,7 @@ void CWizPageCertificateOnContainerSelectCertificate::Install() {
     }
     if (!InstallCertificate(personal.get(), selected)) return;
     if (!InstallChain(wizard_.extensions.chain, machine)) {
-        ErrorMessageBox(::GetLastError());
+        ReportStoreFailure(::GetLastError());
         return;
     }
     MessageBoxId(machine ? IDS_INSTALLED_COMPUTER : IDS_INSTALLED_USER, MB_ICONINFORMATION);

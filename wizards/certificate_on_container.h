@@ -41,6 +41,22 @@ bool ReadExtensionCertificates(HCRYPTPROV prov, ExtensionCertificates& result);
 // there is no error. False with the last error.
 bool InstallChain(const std::vector<ChainCertificate>& chain, bool machine);
 
+// Following a key link, the system's certificate dialog may leave the container as the
+// thread's default provider; for the scope's life kvcrypt.dll, found beside the applet as every
+// product library is, is held so that its SetThreadDefaultCryptProv(0) ends that at the close.
+class ThreadDefaultProviderScope {
+public:
+    ThreadDefaultProviderScope();
+    ~ThreadDefaultProviderScope();
+    ThreadDefaultProviderScope(const ThreadDefaultProviderScope&) = delete;
+    ThreadDefaultProviderScope& operator=(const ThreadDefaultProviderScope&) = delete;
+
+private:
+    using SetDefaultFn = BOOL(WINAPI*)(HCRYPTPROV);
+    ui::UniqueHModule library_;
+    SetDefaultFn setDefault_ = nullptr;
+};
+
 class CWizardCertificateOnContainer;
 
 class CWizPageCertificateOnContainerSelectContainer : public CWizPageSelectContainer {

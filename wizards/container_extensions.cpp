@@ -29,6 +29,8 @@ DWORD ListingError() {
     return IsSystemError(error, ERROR_NO_MORE_ITEMS) ? 0 : error;
 }
 
+constexpr int kMaxExtensionRecords = 1024;
+
 // Whether [begin, begin + size) lies in `buffer`.
 bool Inside(const std::vector<BYTE>& buffer, const void* begin, size_t size) {
     auto first = static_cast<const BYTE*>(begin);
@@ -90,13 +92,17 @@ ExtensionListing EnumContainerExtensions(HCRYPTPROV container, ATL2::CContainerE
     std::vector<BYTE> record(length);
     const DWORD room = length;
     // Flag 0 after the first fetch, not CRYPT_NEXT: the provider goes on from the last fetch.
-    for (DWORD flags = CRYPT_FIRST;; flags = 0) {
+    // A provider that never says the list has ended must not hold the wizard forever: an empty
+    // record ends the list, and so does the count no container comes near.
+    DWORD flags = CRYPT_FIRST;
+    for (int fetched = 0; room != 0 && fetched < kMaxExtensionRecords; ++fetched, flags = 0) {
         if (fetch == ExtensionFetch::kWholeBuffer) length = room;
         if (!::CryptGetProvParam(container, kParamExtensions, record.data(), &length, flags)) {
             listing.error = ListingError();
             return listing;
         }
         length = std::min(length, room);
+        if (length == 0) break;
         bool more = sink.OnRawRecord(record.data(), length);
         if (more) {
             if (std::optional<ExtensionItem> item = ParseExtensionRecord(record.data(), length))
@@ -108,6 +114,7 @@ ExtensionListing EnumContainerExtensions(HCRYPTPROV container, ATL2::CContainerE
             return listing;
         }
     }
+    return listing;
 }
 
 }  // namespace applet

@@ -133,9 +133,13 @@ bool InstallCertificate(HCERTSTORE store, PCCERT_CONTEXT certificate) {
         if (add(CERT_STORE_ADD_REPLACE_EXISTING)) return true;
         error = ::GetLastError();
     }
-    ErrorMessageBox(error);
-    ::SetLastError(error);
+    ReportStoreFailure(error);
     return false;
+}
+
+void ReportStoreFailure(DWORD error) {
+    if (error != ERROR_CANCELLED) ErrorMessageBox(error);
+    ::SetLastError(error);
 }
 
 INT_PTR COpenCertFileDialog::DoModal() {

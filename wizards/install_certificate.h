@@ -39,6 +39,9 @@ ui::UniqueCertContext ChooseCertificate(HWND parent, HCERTSTORE store);
 // replaced when the user agrees. Every failure is told; false with the last error
 // (ERROR_CANCELLED when the user declined).
 bool InstallCertificate(HCERTSTORE store, PCCERT_CONTEXT certificate);
+// Tells a failed store add, unless the user declined (ERROR_CANCELLED: the system's own prompt,
+// as adding to a root store asks, has answered him already). Keeps `error` as the last error.
+void ReportStoreFailure(DWORD error);
 
 // Kept for completeness: the wizard opens on the file page.
 class CWizPageInstallCertificateWelcome : public CWizardPageBase {

@@ -4,6 +4,8 @@
 #include "kvsuprt/guard.h"
 #include "kvsuprt/language.h"
 #include "kvsuprt/store.h"
+#include "common/knob.h"
+#include "testbed/knobs.h"
 #include "testbed/libraries.h"
 
 namespace kvsuprt {
@@ -21,7 +23,9 @@ bool ReadStoredLanguage(const wchar_t* path, LANGID& language) {
     if (Resolve(path, 0, target) != ERROR_SUCCESS || ReadEntry(target, entry) != ERROR_SUCCESS ||
         entry.kind != Entry::Kind::kNumber)
         return false;
-    if (entry.number != kEnglish && entry.number != kRussian) return false;
+    if (entry.number != kEnglish && entry.number != kRussian &&
+        !testbed::ReadKnob(testbed::knobs::kRoot, testbed::knobs::kLanguageAsStored, 0))
+        return false;
     language = static_cast<LANGID>(entry.number);
     return true;
 }

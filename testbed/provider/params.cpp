@@ -371,6 +371,11 @@ DWORD Get(Context& context, DWORD param, BYTE* data, DWORD* length, DWORD flags)
             const DWORD fault = ReadKnob(knobs::kProvider, knobs::kExtensionFault, 0);
             if (data && context.extensionRoom && *length > context.extensionRoom)
                 testbed::CountCall(knobs::kCallExtensionRoomOverstated);
+            if (fault == knobs::kExtensionEmpty) {
+                *length = 0;
+                return DWORD{0};
+            }
+            if (fault == knobs::kExtensionEndless) flags |= CRYPT_FIRST;
             DWORD error =
                 Enumerate(context, param, flags, data, length, [&](std::vector<Bytes>& items) {
                     if (DWORD error = NeedContainer(context, container)) return error;

@@ -73,6 +73,7 @@ TEST_F(General, LanguageSaveInEveryCombinationOfAccess) {
         ScopedKnob lv(knobs::kAccess, L"\\local\\Language", localValue);
         LanguageSettings settings = applet::ReadLanguageSettings();
         EXPECT_EQ(config == kAll, settings.forceModified);
+        EXPECT_EQ(config == kAll, settings.Modified()) << "only a value the user may write";
         settings.machineIndex = LanguageSettings::kMachineRussian;
         settings.userIndex = LanguageSettings::kUserEnglish;
         EXPECT_EQ(result, applet::SaveLanguageSettings(settings));

@@ -111,12 +111,20 @@ TEST_F(SecurityPage, ChoosingDefaultProvidersWritesBothRegistryViews) {
 // applications' memory switches the cache off in the same apply.
 TEST_F(SecurityPage, SwitchingTheModeAppliesCacheOffAndAsksToReboot) {
     SetRegNumber(Own(kDefaultProvider), knobs::kCacheSize, 5);
+    SetRegNumber(Own(kProvider71), knobs::kCacheMaximum, 0);
     WithPage([](HWND sheet) {
         Choose(sheet, IDC_SECURITY_PROVIDER, kMain);
         HWND caching = Item(sheet, IDC_SECURITY_CACHING);
         EXPECT_EQ(BST_CHECKED, CheckState(Item(sheet, IDC_SECURITY_MODE_SERVICE)));
         EXPECT_EQ(BST_CHECKED, CheckState(caching));
         EXPECT_EQ(L"5", Text(Item(sheet, IDC_SECURITY_CACHE_SIZE)));
+        EXPECT_EQ(L"&CSP mode", Text(Item(sheet, IDC_SECURITY_MODE_GROUP)));
+        // A provider without caching shows none, whatever the one before it had.
+        Choose(sheet, IDC_SECURITY_PROVIDER, kMain + 1);
+        EXPECT_FALSE(CheckState(caching) || IsEnabled(caching));
+        EXPECT_EQ(L"8", Text(Item(sheet, IDC_SECURITY_CACHE_SIZE)));
+        Choose(sheet, IDC_SECURITY_PROVIDER, kMain);
+        EXPECT_EQ(BST_CHECKED, CheckState(caching));
         Click(sheet, IDC_SECURITY_MODE_MEMORY);
         Flush();
         EXPECT_FALSE(CheckState(caching) || IsEnabled(caching));

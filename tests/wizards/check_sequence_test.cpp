@@ -356,13 +356,19 @@ TEST_F(CheckSequence, MalformedExtensionRecordsAreSkippedAndTheBufferIsNeverOver
     ASSERT_GT(honest.size(), 1u);
     const DWORD overstated = wiztest::CallCount(knobs::kCallExtensionRoomOverstated);
     for (DWORD fault : {knobs::kExtensionValuePastEnd, knobs::kExtensionOidUnterminated,
-                        knobs::kExtensionShortRecord, knobs::kExtensionSizeOverstated}) {
+                        knobs::kExtensionShortRecord, knobs::kExtensionSizeOverstated,
+                        knobs::kExtensionEmpty, knobs::kExtensionEndless}) {
         wiztest::ScopedValue knob(HKEY_LOCAL_MACHINE, knobs::kProvider, knobs::kExtensionFault, fault);
         const Rows rows = Check(L"faults");
         SCOPED_TRACE(std::to_string(fault) + "\n" + Dump(rows));
         EXPECT_EQ(kSucceeded, rows[0]);
-        EXPECT_EQ(fault == knobs::kExtensionSizeOverstated ? honest : Strings{kExtensions},
-                  Labels(ExtensionRows(rows)));
+        if (fault == knobs::kExtensionEndless)
+            EXPECT_LT(honest.size(), ExtensionRows(rows).size()) << "the first one again and again";
+        else if (fault == knobs::kExtensionEmpty)
+            EXPECT_TRUE(ExtensionRows(rows).empty());
+        else
+            EXPECT_EQ(fault == knobs::kExtensionSizeOverstated ? honest : Strings{kExtensions},
+                      Labels(ExtensionRows(rows)));
     }
     EXPECT_EQ(overstated, wiztest::CallCount(knobs::kCallExtensionRoomOverstated))
         << "a fetch offered the provider more room than the buffer has";

@@ -43,6 +43,11 @@ inline constexpr wchar_t kProductType[] = L"ProductType";
 inline constexpr wchar_t kDomainController[] = L"LanmanNT";
 inline constexpr wchar_t kKdcParameters[] = L"SYSTEM\\CurrentControlSet\\Services\\kdc\\Parameters";
 
+// REG_DWORD in kRoot: 1 makes kvsuprt.dll report a stored language the applet has no texts for
+// (1058, say) as it is, as a later release of the product that speaks more languages would;
+// missing or 0 = such a value counts as none.
+inline constexpr wchar_t kLanguageAsStored[] = L"LanguageAsStored";
+
 // Results of kvcng.dll's registration entries (REG_DWORD HRESULT, in kRoot; missing = S_OK).
 inline constexpr wchar_t kCngRegisterResult[] = L"CngRegisterResult";
 inline constexpr wchar_t kCngUnregisterResult[] = L"CngUnregisterResult";
@@ -93,6 +98,10 @@ inline constexpr unsigned long kExtensionValuePastEnd = 1;
 inline constexpr unsigned long kExtensionOidUnterminated = 2;
 inline constexpr unsigned long kExtensionShortRecord = 3;
 inline constexpr unsigned long kExtensionSizeOverstated = 4;
+// Or a list that never ends: every query and fetch answers success with length 0, or every
+// fetch answers the first record again.
+inline constexpr unsigned long kExtensionEmpty = 5;
+inline constexpr unsigned long kExtensionEndless = 6;
 // REG_SZ in kProvider: the container the picker (param 110) answers; missing = cancelled.
 inline constexpr wchar_t kPickedContainer[] = L"PickedContainer";
 
