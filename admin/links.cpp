@@ -177,12 +177,13 @@ bool CheckStore(const Arguments& arguments, const std::vector<Provider>& provide
             applet::FormatStringId(IDS_ADMIN_STORE_FAILED, OwnerText(machine), ErrorLine(error)));
         return false;
     }
+    // Every certificate first, then the checks: a repair writes into the store being read.
+    std::vector<ui::UniqueCertContext> certificates;
+    // The enumeration frees the context it goes on from.
+    for (PCCERT_CONTEXT next = nullptr; (next = ::CertEnumCertificatesInStore(store.get(), next));)
+        certificates.emplace_back(::CertDuplicateCertificateContext(next));
     bool repaired = false;
-    ui::UniqueCertContext certificate;
-    for (;;) {
-        // The enumeration frees the context it goes on from.
-        certificate.reset(::CertEnumCertificatesInStore(store.get(), certificate.release()));
-        if (!certificate) break;
+    for (const ui::UniqueCertContext& certificate : certificates) {
         std::vector<BYTE> data;
         if (!applet::ReadSized(
                 [&](BYTE* buffer, DWORD* size) {
@@ -210,7 +211,10 @@ bool CheckStore(const Arguments& arguments, const std::vector<Provider>& provide
         repaired = repaired || entry.repair == Repair::kRelinked;
         entries.push_back(std::move(entry));
     }
-    if (repaired && !::CertControlStore(store.get(), 0, CERT_STORE_CTRL_COMMIT, nullptr)) {
+    // Forced: Wine writes a registry store back only after a certificate was added, not after a
+    // property of one changed.
+    if (repaired && !::CertControlStore(store.get(), CERT_STORE_CTRL_COMMIT_FORCE_FLAG,
+                                        CERT_STORE_CTRL_COMMIT, nullptr)) {
         const DWORD error = ::GetLastError();
         for (LinkEntry& entry : entries)
             if (entry.machine == machine && entry.repair == Repair::kRelinked) {
