@@ -221,7 +221,7 @@ int RunList(const Arguments& arguments, const std::vector<Provider>& providers) 
                     entries.push_back(std::move(unlisted));
                 }
                 for (const std::wstring& name : names) {
-                    progress.Show(applet::FormatStringId(IDS_ADMIN_SEARCHING, name));
+                    progress.Show(applet::FormatStringId(IDS_ADMIN_READING, name));
                     ContainerEntry entry;
                     entry.provider = &provider;
                     entry.machine = machine;

@@ -456,3 +456,4 @@
 #define IDS_ADMIN_LINKS_SUMMARY               2152
 #define IDS_ADMIN_SEARCHING                   2153
 #define IDS_ADMIN_VERSION                     2154
+#define IDS_ADMIN_READING                     2155

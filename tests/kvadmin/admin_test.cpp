@@ -4,6 +4,7 @@
 #include "applet/module_state.h"
 #include "fixtures.h"
 #include "ui/handles.h"
+#include "wizards/certificate_info.h"
 #include "wizards/container_check.h"
 
 #include <gtest/gtest.h>
@@ -162,42 +163,31 @@ TEST(Kvadmin, CheckWritesTheWizardsRowsAndTellsTheVerdictByExitCode) {
     EXPECT_TRUE(missing.Names(static_cast<DWORD>(NTE_BAD_KEYSET))) << missing.err;
 }
 
-// The serial as kvadmin writes it: from the most significant byte, no spaces.
+// The serial as the wizards show it.
 std::string Serial(const std::vector<BYTE>& encoded) {
     ui::UniqueCertContext certificate(::CertCreateCertificateContext(
         X509_ASN_ENCODING, encoded.data(), static_cast<DWORD>(encoded.size())));
-    const CRYPT_INTEGER_BLOB& serial = certificate.get()->pCertInfo->SerialNumber;
-    std::string text;
-    for (DWORD i = serial.cbData; i-- > 0;) {
-        char digits[3];
-        std::snprintf(digits, sizeof(digits), "%02X", serial.pbData[i]);
-        text += digits;
-        if (i > 0 && (serial.cbData - i) % 2 == 0) text += ' ';
-    }
-    return text;
+    return Utf8(applet::FormatSerialNumber(certificate.get()->pCertInfo->SerialNumber));
 }
 
-const json* Entry(const json& document, const std::wstring& container) {
+// The result of that container, or of the certificate of that serial.
+const json* Entry(const json& document, const std::string& name) {
     for (const json& entry : document["results"])
-        if (entry["container"] == Utf8(container)) return &entry;
+        if (entry["container"] == name || entry["serial"] == name) return &entry;
     return nullptr;
 }
 
+// RFC 4180 fields: a doubled quote inside quotes is one quote.
 std::vector<std::string> CsvFields(const std::string& line) {
     std::vector<std::string> fields(1);
     bool quoted = false;
     for (size_t i = 0; i < line.size(); ++i) {
-        const char c = line[i];
-        if (quoted && c == '"' && i + 1 < line.size() && line[i + 1] == '"') {
-            fields.back() += '"';
-            ++i;
-        } else if (c == '"') {
+        if (line[i] == '"' && !(quoted && line.compare(i, 2, "\"\"") == 0 && ++i))
             quoted = !quoted;
-        } else if (c == ',' && !quoted) {
+        else if (line[i] == ',' && !quoted)
             fields.emplace_back();
-        } else {
-            fields.back() += c;
-        }
+        else
+            fields.back() += line[i];
     }
     return fields;
 }
@@ -226,7 +216,7 @@ TEST(Kvadmin, ListReportsWhatTheFixtureMadeAsJsonAndCsvAndFiltersExpiring) {
     EXPECT_EQ("list", document["command"]);
     EXPECT_EQ(document["results"].size(), document["summary"]["containers"]);
 
-    const json* entry = Entry(document, L"kvadmin-list-both");
+    const json* entry = Entry(document, "kvadmin-list-both");
     ASSERT_TRUE(entry) << document.dump(1);
     EXPECT_EQ("machine", (*entry)["owner"]);
     EXPECT_EQ(Utf8(kProvider), (*entry)["provider"]);
@@ -237,15 +227,11 @@ TEST(Kvadmin, ListReportsWhatTheFixtureMadeAsJsonAndCsvAndFiltersExpiring) {
         const json& key = (*entry)["keys"][i];
         EXPECT_EQ(i == 0 ? "exchange" : "signature", key["key"]);
         EXPECT_EQ(true, key["exportable"]);
-        std::string serial = Serial(both.certificates[i]);
-        serial.erase(std::remove(serial.begin(), serial.end(), ' '), serial.end());
-        std::string written = key["certificate"]["serial"];
-        written.erase(std::remove(written.begin(), written.end(), ' '), written.end());
-        EXPECT_EQ(serial, written);
+        EXPECT_EQ(Serial(both.certificates[i]), key["certificate"]["serial"]);
         const long days = key["certificate"]["days_left"];
         EXPECT_TRUE(days == 364 || days == 365) << days;
     }
-    entry = Entry(document, L"kvadmin-list-signature");
+    entry = Entry(document, "kvadmin-list-signature");
     ASSERT_TRUE(entry);
     ASSERT_EQ(1u, (*entry)["keys"].size());
     EXPECT_EQ("signature", (*entry)["keys"][0]["key"]);
@@ -264,7 +250,7 @@ TEST(Kvadmin, ListReportsWhatTheFixtureMadeAsJsonAndCsvAndFiltersExpiring) {
         const auto fields = CsvFields(lines[i]);
         ASSERT_EQ(header.size(), fields.size()) << lines[i];
         if (fields[3] != "kvadmin-list-both") continue;
-        const json& key = (*Entry(document, L"kvadmin-list-both"))["keys"][ours++];
+        const json& key = (*Entry(document, "kvadmin-list-both"))["keys"][ours++];
         EXPECT_EQ(key["key"], fields[5]);
         EXPECT_EQ(key["certificate"]["subject"], fields[8]);
         EXPECT_EQ(key["certificate"]["not_after"], fields[12]);
@@ -272,27 +258,10 @@ TEST(Kvadmin, ListReportsWhatTheFixtureMadeAsJsonAndCsvAndFiltersExpiring) {
     EXPECT_EQ(2u, ours);
 
     const json expiring = with({L"--expiring", L"0", L"--json"}).Json();
-    EXPECT_TRUE(Entry(expiring, L"kvadmin-list-old"));
-    EXPECT_FALSE(Entry(expiring, L"kvadmin-list-both"));
-    EXPECT_FALSE(Entry(expiring, L"kvadmin-list-signature"));
-    EXPECT_TRUE(Entry(with({L"--expiring", L"365", L"--json"}).Json(), L"kvadmin-list-both"));
-}
-
-const json* Linked(const json& document, const std::vector<BYTE>& encoded) {
-    ui::UniqueCertContext certificate(::CertCreateCertificateContext(
-        X509_ASN_ENCODING, encoded.data(), static_cast<DWORD>(encoded.size())));
-    BYTE hash[20];
-    DWORD size = sizeof(hash);
-    ::CertGetCertificateContextProperty(certificate.get(), CERT_SHA1_HASH_PROP_ID, hash, &size);
-    std::string thumbprint;
-    for (BYTE b : hash) {
-        char digits[3];
-        std::snprintf(digits, sizeof(digits), "%02X", b);
-        thumbprint += digits;
-    }
-    for (const json& entry : document["results"])
-        if (entry["thumbprint"] == thumbprint) return &entry;
-    return nullptr;
+    EXPECT_TRUE(Entry(expiring, "kvadmin-list-old"));
+    EXPECT_FALSE(Entry(expiring, "kvadmin-list-both"));
+    EXPECT_FALSE(Entry(expiring, "kvadmin-list-signature"));
+    EXPECT_TRUE(Entry(with({L"--expiring", L"365", L"--json"}).Json(), "kvadmin-list-both"));
 }
 
 TEST(Kvadmin, LinksTellsBrokenLinksAndRepairsOnlyWithAVerifiedKey) {
@@ -315,24 +284,17 @@ TEST(Kvadmin, LinksTellsBrokenLinksAndRepairsOnlyWithAVerifiedKey) {
         arguments.insert(arguments.end(), more);
         return RunAdmin(arguments);
     };
-    struct Expect {
+    // Each certificate's status, what --repair does, and its link before and after.
+    const struct {
         const std::vector<BYTE>* certificate;
-        const char* status;
-        const char* repair;  // of --repair
-        std::wstring linkedAfter;
+        const char *status, *repair;
+        std::wstring before, after;
+    } expected[] = {
+        {&ok, "ok", nullptr, Unique(L"kvadmin-link-ok"), Unique(L"kvadmin-link-ok")},
+        {&gone, "missing", "relinked", L"kvadmin-link-gone", Unique(L"kvadmin-link-moved")},
+        {&wrong, "mismatch", "relinked", Unique(L"kvadmin-link-ok"), Unique(L"kvadmin-link-wrong")},
+        {&lost, "missing", "not_found", L"kvadmin-link-lost", L"kvadmin-link-lost"},
     };
-    const std::vector<Expect> expected = {
-        {&ok, "ok", nullptr, Unique(L"kvadmin-link-ok")},
-        {&gone, "missing", "relinked", Unique(L"kvadmin-link-moved")},
-        {&wrong, "mismatch", "relinked", Unique(L"kvadmin-link-wrong")},
-        {&lost, "missing", "not_found", L"kvadmin-link-lost"},
-    };
-    const std::map<const std::vector<BYTE>*, std::wstring> before = {
-        {&ok, Unique(L"kvadmin-link-ok")},
-        {&gone, L"kvadmin-link-gone"},
-        {&wrong, Unique(L"kvadmin-link-ok")},
-        {&lost, L"kvadmin-link-lost"}};
-
     for (const auto& [mode, exitCode] : {std::pair<std::vector<std::wstring>, DWORD>{{}, 1},
                                          {{L"--repair", L"--dry-run"}, 1},
                                          {{L"--repair"}, 1}}) {
@@ -344,8 +306,8 @@ TEST(Kvadmin, LinksTellsBrokenLinksAndRepairsOnlyWithAVerifiedKey) {
         EXPECT_EQ(exitCode, run.exitCode) << run.err;
         const json document = run.Json();
         EXPECT_EQ(4u, document["results"].size());
-        for (const Expect& e : expected) {
-            const json* entry = Linked(document, *e.certificate);
+        for (const auto& e : expected) {
+            const json* entry = Entry(document, Serial(*e.certificate));
             ASSERT_TRUE(entry) << document.dump(1);
             EXPECT_EQ(e.status, (*entry)["status"]);
             if (repair && e.repair) {
@@ -354,7 +316,7 @@ TEST(Kvadmin, LinksTellsBrokenLinksAndRepairsOnlyWithAVerifiedKey) {
             } else {
                 EXPECT_TRUE((*entry)["repair"].is_null());
             }
-            EXPECT_EQ(Utf8(repair && !dryRun ? e.linkedAfter : before.at(e.certificate)),
+            EXPECT_EQ(Utf8(repair && !dryRun ? e.after : e.before),
                       Utf8(LinkedContainer(*e.certificate)));
         }
     }
