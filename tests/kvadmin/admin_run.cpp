@@ -47,17 +47,6 @@ std::string ReadAll(HANDLE pipe) {
     return text;
 }
 
-std::wstring Quote(const std::wstring& argument) {
-    if (!argument.empty() && argument.find_first_of(L" \t\"") == std::wstring::npos)
-        return argument;
-    std::wstring quoted = L"\"";
-    for (wchar_t c : argument) {
-        if (c == L'"') quoted += L'\\';
-        quoted += c;
-    }
-    return quoted + L"\"";
-}
-
 std::wstring CertificateKey(const std::vector<BYTE>& encoded) {
     BYTE hash[20];
     DWORD size = sizeof(hash);
@@ -104,8 +93,9 @@ bool Outcome::Names(DWORD error) const {
 
 Outcome RunAdmin(const std::vector<std::wstring>& arguments) {
     const std::wstring program = std::wstring(kProductDir) + L"kvadmin.exe";
-    std::wstring command = Quote(program);
-    for (const std::wstring& argument : arguments) command += L" " + Quote(argument);
+    // No argument of these tests holds a quote.
+    std::wstring command = L"\"" + program + L"\"";
+    for (const std::wstring& argument : arguments) command += L" \"" + argument + L"\"";
 
     SECURITY_ATTRIBUTES inherit{sizeof(inherit), nullptr, TRUE};
     HANDLE outRead = nullptr, outWrite = nullptr, errRead = nullptr, errWrite = nullptr;
