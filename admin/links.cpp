@@ -163,7 +163,7 @@ void RepairLink(PCCERT_CONTEXT certificate, const std::vector<Provider>& provide
 bool CheckStore(const Arguments& arguments, const std::vector<Provider>& providers, bool machine,
                 std::vector<LinkEntry>& entries) {
     const bool write = arguments.repair && !arguments.dryRun;
-    // The owner's own registry store: Wine's system store of the user also shows the computer's.
+    // The owner's own store in the registry: a system store may add certificates kept elsewhere.
     ui::UniqueCertStore store(::CertOpenStore(
         CERT_STORE_PROV_SYSTEM_REGISTRY_W, 0, 0,
         (machine ? CERT_SYSTEM_STORE_LOCAL_MACHINE : CERT_SYSTEM_STORE_CURRENT_USER) |

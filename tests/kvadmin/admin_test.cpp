@@ -320,7 +320,7 @@ TEST(Kvadmin, LinksTellsBrokenLinksAndRepairsOnlyWithAVerifiedKey) {
                       Utf8(LinkedContainer(*e.certificate)));
         }
     }
-    // The computer's certificates are not the user's, though Wine's user store shows them too.
+    // The computer's certificates are listed under the computer only.
     const json user = RunAdmin({L"links", L"--user", L"--provider", kProvider, L"--json"}).Json();
     for (const auto& e : expected) EXPECT_FALSE(Entry(user, Serial(*e.certificate)));
     Forget(lost);
