@@ -93,7 +93,8 @@ int wmain(int argc, wchar_t** argv) {
         std::vector<double> listed, bare;
         for (int run = 0; run < runs; ++run) {
             double start = bench::Now();
-            const Outcome result = RunAdmin({L"list", L"--user", L"--provider", kProvider, L"--json"});
+            const Outcome result =
+                RunAdmin({L"list", L"--user", L"--provider", kProvider, L"--json"});
             listed.push_back(bench::Now() - start);
             if (result.exitCode != 0 ||
                 result.Json()["results"].size() != static_cast<size_t>(count)) {
