@@ -63,6 +63,18 @@ CertificateFields ReadCertificateFields(PCCERT_CONTEXT certificate) {
         FormatSerialNumber(info.SerialNumber)};
 }
 
+std::wstring AlgorithmName(ALG_ID algorithm) {
+    PCCRYPT_OID_INFO info = ::CryptFindOIDInfo(CRYPT_OID_INFO_ALGID_KEY, &algorithm, 0);
+    return info && info->pwszName ? std::wstring(info->pwszName) : ui::Printf(L"0x%X", algorithm);
+}
+
+ui::UniqueCertContext KeyCertificate(HCRYPTKEY key) {
+    std::vector<BYTE> encoded;
+    if (!ReadSized(KeyParam(key, KP_CERTIFICATE), encoded)) return {};
+    return ui::UniqueCertContext(::CertCreateCertificateContext(
+        kCertificateEncoding, encoded.data(), static_cast<DWORD>(encoded.size())));
+}
+
 bool ExportPublicKeyInfo(HCRYPTPROV prov, DWORD spec, std::vector<BYTE>& info) {
     return ReadSized(
         [&](BYTE* buffer, DWORD* size) {

@@ -35,6 +35,11 @@ struct CertificateFields {
 };
 CertificateFields ReadCertificateFields(PCCERT_CONTEXT certificate);
 
+// The name the system gives a key's algorithm, or "0x661E" for one it does not know.
+std::wstring AlgorithmName(ALG_ID algorithm);
+// The certificate stored with a key (KP_CERTIFICATE), or none.
+ui::UniqueCertContext KeyCertificate(HCRYPTKEY key);
+
 // The public key info of the container's key `spec`, as a certificate for it would carry it.
 bool ExportPublicKeyInfo(HCRYPTPROV prov, DWORD spec, std::vector<BYTE>& info);
 // Whether key `spec` of the container is the certificate's key; none when it can't be exported.

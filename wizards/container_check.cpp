@@ -72,14 +72,6 @@ bool VerifyTestData(HCRYPTPROV prov, const Bytes& signature, HCRYPTKEY publicKey
                                    static_cast<DWORD>(signature.size()), publicKey, nullptr, 0);
 }
 
-// The certificate stored with the key, or none.
-ui::UniqueCertContext KeyCertificate(HCRYPTKEY key) {
-    Bytes encoded;
-    if (!ReadSized(KeyParam(key, KP_CERTIFICATE), encoded)) return {};
-    return ui::UniqueCertContext(::CertCreateCertificateContext(
-        kEncoding, encoded.data(), static_cast<DWORD>(encoded.size())));
-}
-
 UsagePeriod DecodeUsagePeriod(PCCERT_CONTEXT certificate) {
     UsagePeriod period;
     const CERT_INFO& info = *certificate->pCertInfo;
@@ -282,10 +274,8 @@ private:
 
     void Algorithm(HCRYPTKEY key) {
         DWORD algorithm = 0;
-        if (!ReadDword(KeyParam(key, KP_ALGID), algorithm)) return;
-        PCCRYPT_OID_INFO info = ::CryptFindOIDInfo(CRYPT_OID_INFO_ALGID_KEY, &algorithm, 0);
-        Row(IDS_CHECK_ALGORITHM,
-            info && info->pwszName ? std::wstring(info->pwszName) : ui::Printf(L"0x%X", algorithm));
+        if (ReadDword(KeyParam(key, KP_ALGID), algorithm))
+            Row(IDS_CHECK_ALGORITHM, AlgorithmName(algorithm));
     }
 
     void Match(HCRYPTPROV prov, DWORD spec, PCCERT_CONTEXT certificate) {

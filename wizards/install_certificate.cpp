@@ -26,7 +26,6 @@ constexpr wchar_t kCertificateFilter[] =
     L"*.p7b;*.p7c;*.p7|Base 64 Files (*.b64;*.txt)|*.b64;*.txt|All Files (*.*)|*.*||";
 // CRYPTUI_DISABLE_EDITPROPERTIES | CRYPTUI_DISABLE_ADDTOSTORE
 constexpr DWORD kViewFlags = 0x14;
-constexpr DWORD kVerifyContext = CRYPT_VERIFYCONTEXT;
 constexpr wchar_t kPersonalStore[] = L"MY";
 
 void SetWizardButtons(HWND sheet, DWORD buttons) {
@@ -323,41 +322,6 @@ INT_PTR CALLBACK SearchWindow::Proc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp) {
         return TRUE;
     }
     return FALSE;
-}
-
-SearchHit FindContainerOfCertificate(const std::vector<SearchProvider>& providers, bool machine,
-                                     PCCERT_CONTEXT certificate, SearchProgress& progress) {
-    const DWORD keySet = machine ? CRYPT_MACHINE_KEYSET : 0;
-    const int count = static_cast<int>(providers.size());
-    int searched = 0;
-    for (int index = 0; index < count; ++index) {
-        const SearchProvider& provider = providers[index];
-        ui::UniqueCryptProv listing;
-        if (!::CryptAcquireContextW(listing.put(), nullptr, provider.name.c_str(), provider.type,
-                                    kVerifyContext | keySet))
-            continue;
-        // The size asked with CRYPT_FIRST holds the longest name.
-        DWORD size = 0;
-        if (!::CryptGetProvParam(listing.get(), PP_ENUMCONTAINERS, nullptr, &size, CRYPT_FIRST))
-            continue;
-        std::vector<BYTE> name(size);
-        for (DWORD flags = CRYPT_FIRST;; flags = 0) {
-            DWORD length = size;
-            if (!::CryptGetProvParam(listing.get(), PP_ENUMCONTAINERS, name.data(), &length, flags))
-                break;
-            name.resize(length);
-            const std::wstring container = AnsiText(name);
-            name.resize(size);
-            if (!progress.Step(index, count, ++searched, container)) return {};
-            ui::UniqueCryptProv opened;
-            if (!::CryptAcquireContextW(opened.put(), container.c_str(), provider.name.c_str(),
-                                        provider.type, keySet))
-                continue;
-            if (const DWORD spec = MatchContainerKey(opened.get(), certificate))
-                return {index, container, spec};
-        }
-    }
-    return {};
 }
 
 CWizPageInstallCertificateSelectContainer::CWizPageInstallCertificateSelectContainer(

@@ -6,6 +6,7 @@
 #include "ui/controls.h"
 #include "ui/handles.h"
 #include "wizards/certificate_info.h"
+#include "wizards/container_search.h"
 #include "wizards/select_container.h"
 
 #include <string>
@@ -84,30 +85,6 @@ private:
     void UpdateButtons();
     CWizardInstallPrivateCertificate& wizard_;
 };
-
-// Counts the automatic search's progress and tells whether the user has stopped it.
-class SearchProgress {
-public:
-    virtual ~SearchProgress() = default;
-    // Before each container is opened: the provider's index among `providers`, the containers
-    // reached so far and this one's name. False: stop searching.
-    virtual bool Step(int provider, int providers, int containers, const std::wstring& name) = 0;
-};
-
-// A provider the search walks: the name and type of a combo item.
-struct SearchProvider {
-    std::wstring name;
-    DWORD type = 0;
-};
-struct SearchHit {
-    int provider = -1;  // index into the list searched; -1: nothing matched
-    std::wstring container;
-    DWORD keySpec = 0;
-};
-// Walks the containers of every provider in order, each once, and stops at the first whose key
-// is the certificate's. `machine`: the computer's containers. Stopped, it found nothing.
-SearchHit FindContainerOfCertificate(const std::vector<SearchProvider>& providers, bool machine,
-                                     PCCERT_CONTEXT certificate, SearchProgress& progress);
 
 // A window over the sheet while the search runs: what has been searched so far and the
 // search's own Cancel; each container's name goes into `nameField` as it is reached. Between

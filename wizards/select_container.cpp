@@ -1,6 +1,5 @@
 #include "wizards/select_container.h"
 
-#include "applet/module_state.h"
 #include "applet/provider_params.h"
 #include "applet/strings.h"
 #include "applet/support.h"
@@ -19,77 +18,12 @@ namespace applet {
 
 namespace {
 
-constexpr DWORD kProductProviderType = 75;
-
-std::wstring ApplicationDirectory() {
-    std::wstring path = ModulePath();
-    size_t slash = path.find_last_of(L'\\');
-    return slash == std::wstring::npos ? std::wstring() : path.substr(0, slash + 1);
-}
-
-// The provider's registered DLL path, or "" when the registration is missing or malformed.
-std::wstring ProviderImagePath(const std::wstring& name) {
-    std::wstring key = L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\" + name;
-    ui::UniqueHKey hkey;
-    if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_QUERY_VALUE, hkey.put()) !=
-        ERROR_SUCCESS)
-        return {};
-    wchar_t value[260] = {};
-    DWORD type = 0, size = sizeof(value);
-    if (::RegQueryValueExW(hkey.get(), L"Image Path", nullptr, &type,
-                           reinterpret_cast<BYTE*>(value), &size) != ERROR_SUCCESS)
-        return {};
-    if ((type != REG_SZ && type != REG_EXPAND_SZ) || size % sizeof(wchar_t) != 0) return {};
-    size_t chars = size / sizeof(wchar_t);
-    if (chars > 0 && value[chars - 1] != L'\0') return {};
-    return std::wstring(value, chars ? chars - 1 : 0);
-}
-
-bool StartsWithIgnoringCase(const std::wstring& text, const std::wstring& prefix) {
-    return text.size() >= prefix.size() &&
-           ::CompareStringW(LOCALE_SYSTEM_DEFAULT, NORM_IGNORECASE, text.c_str(),
-                            static_cast<int>(prefix.size()), prefix.c_str(),
-                            static_cast<int>(prefix.size())) == CSTR_EQUAL;
-}
-
-std::wstring MachineDefaultProvider() {
-    DWORD size = 0;
-    if (!::CryptGetDefaultProviderW(kProductProviderType, nullptr, CRYPT_MACHINE_DEFAULT, nullptr,
-                                    &size))
-        return {};
-    std::vector<wchar_t> name(size / sizeof(wchar_t) + 1);
-    if (!::CryptGetDefaultProviderW(kProductProviderType, nullptr, CRYPT_MACHINE_DEFAULT,
-                                    name.data(), &size))
-        return {};
-    return name.data();
-}
-
 BOOL WINAPI AdmitsProductKeys(PCCERT_CONTEXT certificate, BOOL*, void*) {
     const char* oid = certificate->pCertInfo->SubjectPublicKeyInfo.Algorithm.pszObjId;
     return oid && (std::string(oid) == "1.2.643.2.2.19" || std::string(oid) == "1.2.643.2.2.20");
 }
 
 }  // namespace
-
-bool EnumProductProviders(ProductProviderEnum& state, std::wstring& name, DWORD& type) {
-    for (;;) {
-        DWORD size = 0;
-        if (!::CryptEnumProvidersW(state.index, nullptr, 0, &type, nullptr, &size)) return false;
-        std::vector<wchar_t> buffer(size / sizeof(wchar_t) + 1);
-        if (!::CryptEnumProvidersW(state.index++, nullptr, 0, &type, buffer.data(), &size))
-            return false;
-        name = buffer.data();
-        if (state.restrict) {
-            std::wstring image = ProviderImagePath(name);
-            if (image.empty()) continue;
-            std::wstring directory = ApplicationDirectory();
-            if (directory.empty()) return false;
-            if (!StartsWithIgnoringCase(image, directory)) continue;
-        }
-        if (type == kProductProviderType || name.find(L"Kelvane") != std::wstring::npos)
-            return true;
-    }
-}
 
 CWizPageSelectContainer::CWizPageSelectContainer(UINT captionId, UINT subtitleId,
                                                  bool byCertificate, bool browse, bool restrict)
@@ -143,8 +77,8 @@ void CWizPageSelectContainer::UpdateWizardButtons() {
     while (index < Sheet()->PageCount() && &Sheet()->Page(index) != this) ++index;
     const bool named = ::GetWindowTextLengthW(Item(IDC_SELECT_NAME)) > 0;
     const bool last = index == Sheet()->PageCount() - 1;
-    DWORD buttons = last ? (named ? PSWIZB_FINISH : PSWIZB_DISABLEDFINISH)
-                         : (named ? PSWIZB_NEXT : 0);
+    DWORD buttons =
+        last ? (named ? PSWIZB_FINISH : PSWIZB_DISABLEDFINISH) : (named ? PSWIZB_NEXT : 0);
     if (index > 0) buttons |= PSWIZB_BACK;
     ::PostMessageW(sheet, PSM_SETWIZBUTTONS, 0, named ? PSWIZB_NEXT : 0);
     ::PostMessageW(sheet, PSM_SETWIZBUTTONS, 0, buttons);
@@ -172,9 +106,13 @@ bool CWizPageSelectContainer::TakeSelection() {
     return true;
 }
 
-LRESULT CWizPageSelectContainer::OnWizardNext() { return TakeSelection() ? 0 : -1; }
+LRESULT CWizPageSelectContainer::OnWizardNext() {
+    return TakeSelection() ? 0 : -1;
+}
 
-BOOL CWizPageSelectContainer::OnWizardFinish() { return TakeSelection(); }
+BOOL CWizPageSelectContainer::OnWizardFinish() {
+    return TakeSelection();
+}
 
 std::wstring CWizPageSelectContainer::ProviderName() const {
     return ui::ComboBox(Item(IDC_SELECT_PROVIDER)).ItemText(providerIndex);
@@ -209,7 +147,8 @@ void CWizPageSelectContainer::Browse() {
     DWORD length = sizeof(name);
     if (!::CryptGetProvParam(context.get(), kParamPickContainer, name, &length, 0)) return;
     name[sizeof(name) - 1] = 0;
-    int chars = ::MultiByteToWideChar(CP_ACP, 0, reinterpret_cast<const char*>(name), -1, nullptr, 0);
+    int chars =
+        ::MultiByteToWideChar(CP_ACP, 0, reinterpret_cast<const char*>(name), -1, nullptr, 0);
     std::wstring wide(chars > 0 ? chars : 1, L'\0');
     ::MultiByteToWideChar(CP_ACP, 0, reinterpret_cast<const char*>(name), -1, wide.data(), chars);
     wide.resize(::wcsnlen(wide.c_str(), wide.size()));
@@ -221,14 +160,14 @@ void CWizPageSelectContainer::Browse() {
 void CWizPageSelectContainer::ByCertificate() {
     // What the user typed so far stays when no certificate is chosen.
     UpdateData(true);
-    ui::UniqueCertStore user(::CertOpenStore(
-        CERT_STORE_PROV_SYSTEM_W, 0, 0, CERT_SYSTEM_STORE_CURRENT_USER | CERT_STORE_OPEN_EXISTING_FLAG,
-        L"My"));
+    ui::UniqueCertStore user(
+        ::CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0,
+                        CERT_SYSTEM_STORE_CURRENT_USER | CERT_STORE_OPEN_EXISTING_FLAG, L"My"));
     ui::UniqueCertStore machine;
     if (support::MayWrite(store::kGlobal))
-        machine.reset(::CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0,
-                                      CERT_SYSTEM_STORE_LOCAL_MACHINE | CERT_STORE_OPEN_EXISTING_FLAG,
-                                      L"My"));
+        machine.reset(::CertOpenStore(
+            CERT_STORE_PROV_SYSTEM_W, 0, 0,
+            CERT_SYSTEM_STORE_LOCAL_MACHINE | CERT_STORE_OPEN_EXISTING_FLAG, L"My"));
     std::vector<HCERTSTORE> stores;
     if (user) stores.push_back(user.get());
     if (machine) stores.push_back(machine.get());

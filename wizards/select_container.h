@@ -3,19 +3,12 @@
 // the user's or the computer's containers.
 #pragma once
 
+#include "wizards/product_providers.h"
 #include "wizards/wizard_base.h"
 
 #include <string>
 
 namespace applet {
-
-// Iterates the installed providers that belong to the product: type 75, or "Kelvane" in the
-// name; with `restrict`, only those whose DLL lies in the applet's own directory.
-struct ProductProviderEnum {
-    DWORD index = 0;
-    bool restrict = false;
-};
-bool EnumProductProviders(ProductProviderEnum& state, std::wstring& name, DWORD& type);
 
 class CWizPageSelectContainer : public CWizardPageBase {
 public:

@@ -1,0 +1,77 @@
+#include "wizards/product_providers.h"
+
+#include "applet/module_state.h"
+#include "ui/handles.h"
+
+#include <vector>
+
+namespace applet {
+
+namespace {
+
+std::wstring ApplicationDirectory() {
+    std::wstring path = ModulePath();
+    size_t slash = path.find_last_of(L'\\');
+    return slash == std::wstring::npos ? std::wstring() : path.substr(0, slash + 1);
+}
+
+// The provider's registered DLL path, or "" when the registration is missing or malformed.
+std::wstring ProviderImagePath(const std::wstring& name) {
+    std::wstring key = L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\" + name;
+    ui::UniqueHKey hkey;
+    if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_QUERY_VALUE, hkey.put()) !=
+        ERROR_SUCCESS)
+        return {};
+    wchar_t value[260] = {};
+    DWORD type = 0, size = sizeof(value);
+    if (::RegQueryValueExW(hkey.get(), L"Image Path", nullptr, &type,
+                           reinterpret_cast<BYTE*>(value), &size) != ERROR_SUCCESS)
+        return {};
+    if ((type != REG_SZ && type != REG_EXPAND_SZ) || size % sizeof(wchar_t) != 0) return {};
+    size_t chars = size / sizeof(wchar_t);
+    if (chars > 0 && value[chars - 1] != L'\0') return {};
+    return std::wstring(value, chars ? chars - 1 : 0);
+}
+
+bool StartsWithIgnoringCase(const std::wstring& text, const std::wstring& prefix) {
+    return text.size() >= prefix.size() &&
+           ::CompareStringW(LOCALE_SYSTEM_DEFAULT, NORM_IGNORECASE, text.c_str(),
+                            static_cast<int>(prefix.size()), prefix.c_str(),
+                            static_cast<int>(prefix.size())) == CSTR_EQUAL;
+}
+
+}  // namespace
+
+bool EnumProductProviders(ProductProviderEnum& state, std::wstring& name, DWORD& type) {
+    for (;;) {
+        DWORD size = 0;
+        if (!::CryptEnumProvidersW(state.index, nullptr, 0, &type, nullptr, &size)) return false;
+        std::vector<wchar_t> buffer(size / sizeof(wchar_t) + 1);
+        if (!::CryptEnumProvidersW(state.index++, nullptr, 0, &type, buffer.data(), &size))
+            return false;
+        name = buffer.data();
+        if (state.restrict) {
+            std::wstring image = ProviderImagePath(name);
+            if (image.empty()) continue;
+            std::wstring directory = ApplicationDirectory();
+            if (directory.empty()) return false;
+            if (!StartsWithIgnoringCase(image, directory)) continue;
+        }
+        if (type == kProductProviderType || name.find(L"Kelvane") != std::wstring::npos)
+            return true;
+    }
+}
+
+std::wstring MachineDefaultProvider() {
+    DWORD size = 0;
+    if (!::CryptGetDefaultProviderW(kProductProviderType, nullptr, CRYPT_MACHINE_DEFAULT, nullptr,
+                                    &size))
+        return {};
+    std::vector<wchar_t> name(size / sizeof(wchar_t) + 1);
+    if (!::CryptGetDefaultProviderW(kProductProviderType, nullptr, CRYPT_MACHINE_DEFAULT,
+                                    name.data(), &size))
+        return {};
+    return name.data();
+}
+
+}  // namespace applet

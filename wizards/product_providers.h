@@ -1,0 +1,24 @@
+// The installed CryptoAPI providers that belong to the product, as every front end lists them.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+namespace applet {
+
+// The product's own provider type; the machine default of this type is preselected.
+constexpr DWORD kProductProviderType = 75;
+
+// Iterates the installed providers that belong to the product: type 75, or "Kelvane" in the
+// name; with `restrict`, only those whose DLL lies in the applet's own directory.
+struct ProductProviderEnum {
+    DWORD index = 0;
+    bool restrict = false;
+};
+bool EnumProductProviders(ProductProviderEnum& state, std::wstring& name, DWORD& type);
+
+// The name of the computer's default provider of the product's type; "" when there is none.
+std::wstring MachineDefaultProvider();
+
+}  // namespace applet
