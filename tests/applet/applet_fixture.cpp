@@ -173,14 +173,6 @@ std::optional<DWORD> StoredLong(const std::wstring& path) {
     return value;
 }
 
-HiddenFile::HiddenFile(const std::wstring& path) : path_(path) {
-    EXPECT_TRUE(::MoveFileW(path_.c_str(), (path_ + L".hidden").c_str())) << driver::Narrow(path);
-}
-
-HiddenFile::~HiddenFile() {
-    ::MoveFileW((path_ + L".hidden").c_str(), path_.c_str());
-}
-
 std::wstring TemplateCaption(HMODULE module, UINT id, LANGID language) {
     // DLGTEMPLATEEX: fixed header, then menu, class and caption as sz_Or_Ord fields.
     auto p = reinterpret_cast<const WORD*>(ui::FindDialogTemplate(module, id, language));

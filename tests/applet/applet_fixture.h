@@ -52,18 +52,6 @@ void RunSheet(int page, const std::function<void(HWND sheet)>& script,
 // A value of the configuration store read as the applet reads it; nullopt when it is absent.
 std::optional<DWORD> StoredLong(const std::wstring& path);
 
-// Makes an installed file disappear for the scope.
-class HiddenFile {
-public:
-    explicit HiddenFile(const std::wstring& path);
-    ~HiddenFile();
-    HiddenFile(const HiddenFile&) = delete;
-    HiddenFile& operator=(const HiddenFile&) = delete;
-
-private:
-    std::wstring path_;
-};
-
 // The caption of a dialog template (the tab title of a page).
 std::wstring TemplateCaption(HMODULE module, UINT id, LANGID language);
 

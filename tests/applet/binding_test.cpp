@@ -31,24 +31,6 @@ TEST(LibraryBinding, CodesForAMissingLibraryAndAMissingFunction) {
     EXPECT_NE(applet::kLibraryMissing, partial.Call<DWORD (*)()>(0)) << "the rest still works";
 }
 
-TEST(LibraryBinding, CallsAfterTheLastReleaseBindAgainWithoutLoading) {
-    applet::LibraryBinding binding(L"kvsuprt.dll", {"support_registry_get_long"});
-    ASSERT_EQ(0u, binding.AddRef());
-    HMODULE module = binding.Handle();
-    ASSERT_TRUE(module);
-    binding.Release();
-    EXPECT_EQ(0, binding.References());
-    EXPECT_EQ(module, binding.Handle()) << "the module stays loaded";
-
-    DWORD value = 0;
-    DWORD result = binding.Call<DWORD (*)(const wchar_t*, DWORD*)>(0, L"\\config\\NoSuchValue",
-                                                                   &value);
-    EXPECT_NE(applet::kLibraryMissing, result);
-    EXPECT_NE(0u, result) << "the library's own answer for a missing value";
-    EXPECT_EQ(module, binding.Handle());
-    EXPECT_EQ(0, binding.References()) << "no new reference: it did not load again";
-}
-
 TEST(LibraryBinding, TheSupportLibraryComesFromTheProductDirectory) {
     ASSERT_EQ(0u, applet::LoadSupportLibrary());
     EXPECT_EQ(std::wstring(applettest::kProductDir) + L"kvsuprt.dll",

@@ -165,34 +165,4 @@ TEST_F(ControlPanel, FailedSaveKeepsTheSheetOpenOnThatPage) {
     EXPECT_EQ(1, SheetState().built);
 }
 
-// The shell may keep the applet loaded from one CPL_INIT to the next while the product changes
-// in between: each run binds the support library that is to be found at its start.
-TEST(ControlPanelRuns, EachBindsTheSupportLibraryFoundAtItsStart) {
-    const LONG before = applet::SupportLibrary().References();
-    applet::CMyControlPanelApp app{NewTestSheet};
-    auto run = [&] {
-        Send(app, CPL_INIT);
-        std::wstring text = applet::LoadStringLang(IDS_ERROR_SAVING);
-        Send(app, CPL_EXIT);
-        return text;
-    };
-    EXPECT_EQ(L"Error saving parameters.", run());
-
-    // Without its AppPath entry the applet looks beside itself, where a library without any of
-    // the support functions now lies.
-    const std::wstring stray = applettest::ProgramDir() + L"kvsuprt.dll";
-    ASSERT_TRUE(::CopyFileW(applettest::UninstalledModulePath(L"kvprobe.dll").c_str(),
-                            stray.c_str(), FALSE));
-    applettest::SetAppPath(applettest::ProgramName(), std::nullopt);
-    const std::wstring withStray = run();
-    applettest::SetAppPath(applettest::ProgramName(), applettest::ProgramPath());
-    const std::wstring restored = run();
-    if (HMODULE module = ::GetModuleHandleW(stray.c_str())) ::FreeLibrary(module);
-    ::DeleteFileW(stray.c_str());
-
-    EXPECT_EQ(L"", withStray) << "CPL_EXIT gives the library back, so CPL_INIT looks it up anew"
-                              << " (references held before the first run: " << before << ")";
-    EXPECT_EQ(L"Error saving parameters.", restored);
-}
-
 }  // namespace

@@ -12,24 +12,6 @@ using testui::kEnglish;
 
 HWND WaitForSheet() { return WaitForWindow({L"#32770", L"Framework Test Properties"}); }
 
-TEST(SettingsSheet, IsModalOverTheTopLevelWindowOfAChildParent) {
-    HWND top = ::CreateWindowExW(0, L"STATIC", L"owner", WS_POPUP | WS_VISIBLE, 0, 0, 100, 100,
-                                 nullptr, nullptr, nullptr, nullptr);
-    HWND child = ::CreateWindowExW(0, L"STATIC", L"", WS_CHILD | WS_VISIBLE, 0, 0, 10, 10, top,
-                                   nullptr, nullptr, nullptr);
-    testui::SettingsSheet sheet(kEnglish);
-    sheet.SetParent(child);
-    RunModal([&] { return sheet.DoModal(); },
-             [&] {
-                 HWND hwnd = WaitForSheet();
-                 EXPECT_EQ(top, ::GetWindow(hwnd, GW_OWNER));
-                 EXPECT_FALSE(IsEnabled(top));
-                 PressSheetButton(hwnd, PSBTN_CANCEL);
-             });
-    EXPECT_TRUE(IsEnabled(top));
-    ::DestroyWindow(top);
-}
-
 TEST(SettingsSheet, SetModifiedEnablesApply) {
     testui::SettingsSheet sheet(kEnglish);
     RunModal([&] { return sheet.DoModal(); },
@@ -71,24 +53,6 @@ TEST(SettingsSheet, ApplyVetoKeepsTheSheetOpenOnTheVetoingPage) {
         });
     EXPECT_EQ(IDOK, result);
     EXPECT_EQ(2, sheet.second.applyCount);
-}
-
-TEST(SettingsSheet, APageCanEndTheSheetWithItsOwnResult) {
-    for (int button : {IDOK, kApply}) {
-        SCOPED_TRACE(button == IDOK ? "OK" : "Apply");
-        testui::SettingsSheet sheet(kEnglish);
-        sheet.first.endWith = IDRETRY;
-        INT_PTR result = RunModal([&] { return sheet.DoModal(); },
-                                  [&] {
-                                      HWND hwnd = WaitForSheet();
-                                      Click(hwnd, IDC_TEST_FLAG);
-                                      WaitUntil([&] { return IsEnabled(SheetButton(hwnd, kApply)); },
-                                                "Apply enabled");
-                                      Click(hwnd, button);
-                                      WaitUntilGone(hwnd);
-                                  });
-        EXPECT_EQ(IDRETRY, result);
-    }
 }
 
 TEST(SettingsSheet, InvalidNumberStopsThePageChange) {
