@@ -1,5 +1,5 @@
-// The delete saved passwords dialog, opened from the Service page: the boxes it offers for the
-// store's password sections, how a scope's two boxes go together, and what OK leaves behind.
+// The delete saved passwords dialog, opened from the Service page: what OK leaves behind of the
+// store's password sections.
 #include "applet/support.h"
 #include "client.h"
 #include "driver/driver.h"
@@ -62,43 +62,19 @@ protected:
     }
 };
 
-// A box is offered where the scope has records of its kind and may be written; checking
-// "passwords" checks and fixes "media" too. OK removes what is checked; a media record the store
-// keeps is tried once and the records after it still go.
-TEST_F(DeletePasswords, OffersEachScopesBoxesAndOkRemovesTheCheckedRecords) {
+// OK removes what is checked: the user's media records (a record the store keeps is tried once
+// and the ones after it still go, saved passwords stay) and the computer's whole section.
+TEST_F(DeletePasswords, OkRemovesTheCheckedScopesRecords) {
     Fill(kUser, {L"a-kept", L"b-flash"}, {L"c-saved"});
     Fill(kComputer, {L"flash"}, {L"saved"});
-    {
-        testbed::ScopedKnob kept(knobs::kAccess, kUser + std::wstring(L"\\a-kept"), knobs::kRead);
-        RunDialog([](HWND dialog) {
-            const auto state = [&](int id) {
-                return std::pair(CheckState(Item(dialog, id)), IsEnabled(Item(dialog, id)));
-            };
-            EXPECT_EQ(std::pair(BST_UNCHECKED, true), state(IDC_DELETE_MEDIA_USER));
-            Click(dialog, IDC_DELETE_PASSWORDS_COMPUTER);
-            Flush();
-            EXPECT_EQ(std::pair(BST_CHECKED, false), state(IDC_DELETE_MEDIA_COMPUTER));
-            Click(dialog, IDC_DELETE_MEDIA_USER);
-            Click(dialog, IDOK);
-        });
-    }
-    EXPECT_EQ((Names{L"a-kept", L"c-saved"}), Subsections(kUser));
-    EXPECT_EQ(Names{L"-"}, Subsections(kComputer));
-
-    TearDown();
-    Fill(kUser, {}, {L"saved"});
-    Fill(kComputer, {L"flash"}, {});
-    testbed::ScopedKnob readOnly(knobs::kAccess, kComputer, knobs::kRead);
+    testbed::ScopedKnob kept(knobs::kAccess, kUser + std::wstring(L"\\a-kept"), knobs::kRead);
     RunDialog([](HWND dialog) {
-        EXPECT_EQ((std::vector<bool>{true, false, false, false}),
-                  pagetest::Enabled(dialog, {IDC_DELETE_PASSWORDS_USER, IDC_DELETE_MEDIA_USER,
-                                             IDC_DELETE_PASSWORDS_COMPUTER,
-                                             IDC_DELETE_MEDIA_COMPUTER}))
-            << "saved passwords are no media records; the computer's may not be written";
+        Click(dialog, IDC_DELETE_PASSWORDS_COMPUTER);
+        Click(dialog, IDC_DELETE_MEDIA_USER);
         Click(dialog, IDOK);
     });
-    EXPECT_EQ(Names{L"saved"}, Subsections(kUser)) << "OK with nothing checked";
-    EXPECT_EQ(Names{L"flash"}, Subsections(kComputer));
+    EXPECT_EQ((Names{L"a-kept", L"c-saved"}), Subsections(kUser));
+    EXPECT_EQ(Names{L"-"}, Subsections(kComputer));
 }
 
 }  // namespace
