@@ -5,7 +5,6 @@
 #include "resource.h"
 #include "testbed/knobs.h"
 #include "wizard_fixture.h"
-#include "wizards/check_container.h"
 
 #include <gtest/gtest.h>
 
@@ -89,25 +88,6 @@ TEST(CheckWizard, FromTheServicePageToTheReportTheClipboardAndBack) {
     const LiveHandles live = Live();
     EXPECT_EQ(0, live.contexts + live.keys + live.hashes);
     fixtures::DeleteContainer(kvcsp::kProviderMain, kvcsp::kType2001, false, kContainer);
-}
-
-TEST(CheckWizard, AContainerThatCannotBeOpenedKeepsTheSelectionPage) {
-    applet::CWizardCheckContainer wizard(nullptr);
-    RunModal([&] { return wizard.DoModal(); },
-             [&] {
-                 HWND hwnd = WaitForWindow({L"#32770", kTitle});
-                 SetText(Item(hwnd, IDC_SELECT_NAME), L"kv-check-missing");
-                 Click(SheetButton(hwnd, kNext));
-                 const MessageBoxInfo box = AnswerMessageBox(IDOK);
-                 EXPECT_EQ(0u, box.text.find(L"Access private key container 'kv-check-missing' "
-                                             L"error:\nError 0x80090016 "));
-                 EXPECT_EQ(static_cast<UINT>(MB_ICONERROR), box.icon);
-                 Flush();
-                 EXPECT_EQ(0, ActivePageIndex(hwnd)) << "the report is not shown";
-                 PressSheetButton(hwnd, PSBTN_CANCEL);
-                 WaitUntilGone(hwnd);
-             });
-    EXPECT_EQ(0, Live().contexts);
 }
 
 }  // namespace

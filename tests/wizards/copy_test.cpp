@@ -6,14 +6,12 @@
 #include "resource.h"
 #include "ui/handles.h"
 #include "wizard_fixture.h"
-#include "wizards/container_check.h"
 #include "wizards/copy_container.h"
 #include "applet/crypt_reads.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 
 namespace {
 
@@ -109,14 +107,6 @@ bool SignedByCopyVerifies(HCRYPTPROV copy, HCRYPTPROV source, DWORD spec) {
                                    nullptr, 0);
 }
 
-struct Verdict : applet::CheckReport {
-    void Clear() override {}
-    void AddRow(const std::wstring& label, const std::wstring&, bool onTop) override {
-        if (onTop) top = label;
-    }
-    std::wstring top;
-};
-
 // Everything a copy promises, source against copy.
 void ExpectCopied(const Place& from, const Place& to) {
     SCOPED_TRACE(Describe(from) + " -> " + Describe(to));
@@ -135,9 +125,6 @@ void ExpectCopied(const Place& from, const Place& to) {
         }
     }
     EXPECT_EQ(ExtensionRecords(source.get()), ExtensionRecords(copy.get()));
-    Verdict verdict;
-    applet::RunContainerCheck(copy.get(), to.machine ? 1 : 0, verdict);
-    EXPECT_EQ(L"Check container succeed", verdict.top);
 }
 
 TEST(ContainerCopy, EveryKindOfContainerToUserComputerAndAnotherProvider) {
@@ -186,114 +173,50 @@ using namespace driver;
 
 const std::wstring kTitle = L"Copy private key container";
 
-// The provider's place in the page's list; the list's size when it is not listed.
-int Index(HWND page, const std::wstring& provider) {
-    const std::vector<std::wstring> items = ComboItems(Item(page, IDC_SELECT_PROVIDER));
-    return static_cast<int>(std::find(items.begin(), items.end(), provider) - items.begin());
-}
-bool Listed(HWND page, const std::wstring& provider) {
-    return Index(page, provider) < static_cast<int>(ComboItems(Item(page, IDC_SELECT_PROVIDER)).size());
-}
 void Choose(HWND page, const std::wstring& provider) {
-    SelectCombo(Item(page, IDC_SELECT_PROVIDER), Index(page, provider));
+    const std::vector<std::wstring> items = ComboItems(Item(page, IDC_SELECT_PROVIDER));
+    SelectCombo(Item(page, IDC_SELECT_PROVIDER),
+                static_cast<int>(std::find(items.begin(), items.end(), provider) - items.begin()));
 }
 
 void Name(HWND wizard, const std::wstring& name, int button) {
     SetText(Item(ActivePage(wizard), IDC_SELECT_NAME), name);
-    HWND leave = SheetButton(wizard, button);
-    WaitUntil([&] { return IsVisible(leave) && IsEnabled(leave); }, "the button enabled");
-    Click(leave);
+    wiztest::Press(wizard, button);
 }
 
-void ExpectBox(UINT icon, const std::wstring& head) {
-    MessageBoxInfo box = AnswerMessageBox(IDOK);
-    EXPECT_EQ(head, box.text.substr(0, head.size()));
-    EXPECT_EQ(icon, box.icon);
-}
-
-TEST(CopyWizard, FromTheServicePageThroughRefusalsAndFailuresIntoAnotherProvider) {
-    fixtures::ContainerSpec locked, first, second;
-    locked.name = L"kv-copy-wizard-locked";
-    locked.exportable = false;
-    first.name = L"kv-copy-wizard-first";
-    // Neither the default nor the first in the list: the preselection shows on both visits.
-    first.provider = kvcsp::kProvider94;
-    first.type = kvcsp::kType94;
-    second.name = L"kv-copy-wizard-second";
-    second.provider = kvcsp::kProviderCloud;
-    second.chain = true;
-    for (const fixtures::ContainerSpec* spec : {&locked, &first, &second})
-        ASSERT_EQ(0u, fixtures::MakeContainer(*spec));
-    const Place from{second.provider, false, second.name};
-    const Place half{kvcsp::kProviderExtra, false, L"kv-copy-wizard half"};
+TEST(CopyWizard, FromTheServicePageIntoANewContainerOfAnotherProvider) {
+    fixtures::ContainerSpec source;
+    source.name = L"kv-copy-wizard";
+    source.provider = kvcsp::kProviderCloud;
+    source.chain = true;
+    ASSERT_EQ(0u, fixtures::MakeContainer(source));
+    const Place from{source.provider, false, source.name};
     const Place to{kvcsp::kProviderExtra, false, L"kv-copy-wizard to"};
-    Remove(half);
     Remove(to);
 
     wiztest::RunServicePage([&](HWND sheet) {
         Click(Item(ActivePage(sheet), IDC_SERVICE_COPY));
         HWND wizard = WaitForWindow({L"#32770", kTitle, sheet, true});
-
-        HWND page = ActivePage(wizard);
-        EXPECT_TRUE(IsVisible(Item(page, IDC_SELECT_BROWSE)));
-        EXPECT_TRUE(IsVisible(Item(page, IDC_SELECT_BY_CERTIFICATE)));
-        EXPECT_FALSE(Listed(page, kvcsp::kProviderExtra)) << "its DLL lies elsewhere";
-        Name(wizard, locked.name, kNext);
-        ExpectBox(MB_ICONEXCLAMATION, L"Error copy container " + locked.name +
-                                          L":\nYou do not have permission to export the key.");
-        Flush();
-        EXPECT_EQ(0, ActivePageIndex(wizard));
-
-        // Next, Back, another source, Next: what reaches the destination is read anew.
-        Choose(ActivePage(wizard), first.provider);
-        Name(wizard, first.name, kNext);
+        Choose(ActivePage(wizard), source.provider);
+        Name(wizard, source.name, kNext);
         WaitUntil([&] { return ActivePageIndex(wizard) == 1; }, "the destination page");
-        HWND combo = Item(ActivePage(wizard), IDC_SELECT_PROVIDER);
-        EXPECT_EQ(first.provider, ComboItems(combo).at(ComboSelection(combo)));
-        PressSheetButton(wizard, PSBTN_BACK);
-        WaitUntil([&] { return ActivePageIndex(wizard) == 0; }, "the source page");
-        Choose(ActivePage(wizard), second.provider);
-        Name(wizard, second.name, kNext);
-        WaitUntil([&] { return ActivePageIndex(wizard) == 1; }, "the destination again");
-
-        page = ActivePage(wizard);
-        EXPECT_FALSE(IsVisible(Item(page, IDC_SELECT_BROWSE)));
-        EXPECT_FALSE(IsVisible(Item(page, IDC_SELECT_BY_CERTIFICATE)));
-        EXPECT_TRUE(Listed(page, kvcsp::kProviderExtra)) << "any provider may receive";
-        EXPECT_EQ(second.provider, ComboItems(combo).at(ComboSelection(combo)))
-            << "the source's provider preselected";
-
-        Name(wizard, second.name, kFinish);
-        ExpectBox(MB_ICONERROR,
-                  L"Access private key container '" + second.name + L"' error:\nError 0x8009000F ");
+        Name(wizard, source.name, kFinish);
+        const MessageBoxInfo box = AnswerMessageBox(IDOK);
+        EXPECT_EQ(0u, box.text.find(L"Access private key container '" + source.name +
+                                    L"' error:\nError 0x8009000F "));
         Flush();
         EXPECT_EQ(1, ActivePageIndex(wizard)) << "an existing container is not written";
-
-        Choose(page, kvcsp::kProviderExtra);
-        {
-            // The last step: keys and certificates are in, the extensions are not.
-            wiztest::InjectedFailure failure("CPSetProvParam.132", 1,
-                                             static_cast<DWORD>(SCARD_W_REMOVED_CARD));
-            Name(wizard, half.name, kFinish);
-            ExpectBox(MB_ICONEXCLAMATION,
-                      L"Error copy container " + half.name + L":\nError 0x80100069 ");
-            Flush();
-            EXPECT_TRUE(failure.Fired());
-        }
-        EXPECT_EQ(1, ActivePageIndex(wizard));
+        Choose(ActivePage(wizard), kvcsp::kProviderExtra);
         Name(wizard, to.name, kFinish);
         WaitUntilGone(wizard);
     });
-
-    // Counted before the copy is checked: the check's public key export from another
-    // provider's module leaves its keys to Wine, which never destroys them.
+    // Counted before the copy is compared: importing a public key into another provider's
+    // module leaves its keys to Wine, which never destroys them.
     const wiztest::LiveHandles live = Live();
     EXPECT_EQ(0, live.contexts + live.keys + live.hashes);
-    EXPECT_TRUE(Open(half)) << "a failed write leaves what it made";
     ExpectCopied(from, to);
-    for (const Place& place : {half, to}) Remove(place);
-    for (const fixtures::ContainerSpec* spec : {&locked, &first, &second})
-        Remove({spec->provider, false, spec->name, spec->type});
+    Remove(to);
+    Remove(from);
 }
 
 }  // namespace

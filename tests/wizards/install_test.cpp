@@ -23,54 +23,6 @@ using wiztest::Make;
 using wiztest::Remove;
 using wiztest::TempPath;
 
-int CountCertificates(HCERTSTORE store) {
-    int count = 0;
-    for (PCCERT_CONTEXT c = nullptr; (c = ::CertEnumCertificatesInStore(store, c));) ++count;
-    return count;
-}
-
-TEST(CertificateFiles, EveryFormOpensAndWhatHoldsNoCertificateIsRejected) {
-    fixtures::ContainerSpec spec;
-    spec.name = L"kv-install-files";
-    const fixtures::Made made = Make(spec);
-    const std::vector<Bytes> one = {made.certificates[1]},
-                             both = {made.certificates[0], made.certificates[1]};
-    const std::wstring path = TempPath(L"kv-install-file");
-    struct Case {
-        const char* what;
-        FileFormat format;
-        const std::vector<Bytes>* certificates;
-    };
-    for (const Case& c :
-         {Case{"DER", FileFormat::kDer, &one}, Case{"PEM", FileFormat::kPem, &one},
-          Case{"Base64", FileFormat::kBase64, &one}, Case{"PKCS #7", FileFormat::kPkcs7, &one},
-          Case{"PKCS #7 Base64", FileFormat::kPkcs7Base64, &one},
-          Case{"serialized store", FileFormat::kSerializedStore, &one},
-          Case{"PKCS #7 of two", FileFormat::kPkcs7, &both},
-          Case{"PKCS #7 Base64 of two", FileFormat::kPkcs7Base64, &both},
-          Case{"serialized store of two", FileFormat::kSerializedStore, &both}}) {
-        SCOPED_TRACE(c.what);
-        ASSERT_EQ(0u, fixtures::WriteCertificateFile(path, c.format, *c.certificates));
-        applet::CertificateFile file;
-        ASSERT_TRUE(applet::OpenCertificateFile(path, file));
-        const bool several = c.certificates->size() > 1;
-        EXPECT_EQ(several, file.several);
-        EXPECT_EQ(static_cast<int>(c.certificates->size()), CountCertificates(file.store.get()));
-        if (several) {
-            EXPECT_FALSE(file.certificate) << "the user picks one";
-        } else {
-            ASSERT_TRUE(file.certificate);
-            EXPECT_EQ(made.certificates[1], Encoded(file.certificate.get()));
-        }
-    }
-
-    applet::CertificateFile missing;
-    EXPECT_FALSE(applet::OpenCertificateFile(TempPath(L"kv-install-missing.cer"), missing));
-    EXPECT_FALSE(missing.store) << "nothing stays open";
-    ::DeleteFileW(path.c_str());
-    Remove(spec);
-}
-
 TEST(CertificateFields, NamesInTheirX500FormAndSerialsOfOneTwoAndFiveBytes) {
     const std::pair<DWORD, const char*> serials[] = {
         {1, "^[0-9A-F]{2}$"}, {2, "^[0-9A-F]{4}$"}, {5, "^[0-9A-F]{4} [0-9A-F]{4} [0-9A-F]{2}$"}};

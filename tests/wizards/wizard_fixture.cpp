@@ -41,8 +41,6 @@ ScopedValue::~ScopedValue() {
         ::RegDeleteKeyValueW(hive_, key_.c_str(), name_.c_str());
 }
 
-std::wstring ProviderKnobKey() { return testbed::knobs::kProvider; }
-
 namespace {
 
 DWORD Flags(bool machine) { return machine ? CRYPT_MACHINE_KEYSET : 0; }

@@ -36,9 +36,6 @@ private:
     DWORD savedType_ = 0;
 };
 
-// The testbed provider's knob values (HKLM\...\Testbed\Provider).
-std::wstring ProviderKnobKey();
-
 bool ContainerExists(const std::wstring& name, bool machine);
 void CreateContainer(const std::wstring& name, bool machine);
 void DeleteContainer(const std::wstring& name, bool machine);
