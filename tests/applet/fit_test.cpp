@@ -254,27 +254,15 @@ protected:
         const SIZE has{room.size.cx - cut.cx, room.size.cy - cut.cy};
 
         const SIZE need = dc.Extent(text, room.flags, room.size.cx);
-        const LONG wide = need.cx - has.cx;
-        const LONG tall = need.cy - has.cy;
-        if (wide <= 0 && tall <= 0) return true;
+        if (need.cx <= has.cx && need.cy <= has.cy) return true;
 
+        const int lineHeight = std::max(1, dc.LineHeight());
         std::ostringstream line;
-        line << "  template " << t.id << ", " << LanguageName(t.language)
-             << ", control " << ::GetDlgCtrlID(control) << " (" << room.kind << ") \""
-             << Narrow(text) << "\": needs " << need.cx << "x" << need.cy << " px, has " << has.cx
-             << "x" << has.cy;
-        if (cut.cx > 0 || cut.cy > 0)
-            line << " (the control runs " << cut.cx << "x" << cut.cy << " px off the dialog)";
-        line << ":";
-        if (wide > 0) line << " " << wide << " px too narrow";
-        if (wide > 0 && tall > 0) line << ",";
-        if (tall > 0) {
-            const int lineHeight = dc.LineHeight();
-            line << " " << tall << " px too low";
-            if (lineHeight > 0)
-                line << " (" << need.cy / lineHeight << " lines, room for " << has.cy / lineHeight
-                     << ")";
-        }
+        line << "  template " << t.id << ", " << LanguageName(t.language) << ", control "
+             << ::GetDlgCtrlID(control) << " (" << room.kind << ") \"" << Narrow(text)
+             << "\": needs " << need.cx << "x" << need.cy << " px, has " << has.cx << "x"
+             << has.cy << " (" << need.cy / lineHeight << " lines, room for "
+             << has.cy / lineHeight << ")";
         misfits_.push_back(line.str());
         return true;
     }

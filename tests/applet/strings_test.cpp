@@ -27,10 +27,6 @@ void LoadMessageModules() {
     ASSERT_FALSE(::GetModuleHandleW(L"kvstamp.dll")) << "only kvsign.dll's manifest finds it";
 }
 
-bool EndsWith(const std::wstring& text, const std::wstring& end) {
-    return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
 TEST(ErrorText, SystemTextsLoseTheirLineBreaksAndTheMessageAddsTheCode) {
     std::wstring text = applet::ErrorMessageText(0x80090016);
     const std::wstring prefix = L"Error 0x80090016 (-2146893802) ";
@@ -56,31 +52,6 @@ TEST(ErrorText, EachFacilityReadsItsOwnMessageModule) {
     EXPECT_EQ(L"mqutil.dll",
               applet::ErrorText(kQueueError, MAKELANGID(LANG_RUSSIAN, SUBLANG_DEFAULT)))
         << "a module without the asked language answers in its own";
-}
-
-TEST(ErrorText, DirectoryServiceCodesAndTheExtendedError) {
-    EXPECT_EQ(L"E_ADS_BAD_PATHNAME", applet::ErrorText(0x80005000, 0));
-    EXPECT_EQ(L"E_ADS_INVALID_FILTER", applet::ErrorText(0x80005014, 0));
-    EXPECT_EQ(L"Unknown error code (0x80005012)", applet::ErrorText(0x80005012, 0));
-    EXPECT_EQ(L"Unknown error code (0xE0001234)", applet::ErrorText(0xE0001234, 0));
-
-    HMODULE activeds = LoadUninstalledModule(L"activeds.dll");
-    ASSERT_TRUE(activeds);
-    auto setLastError = reinterpret_cast<decltype(&ADsSetLastError)>(
-        reinterpret_cast<void*>(::GetProcAddress(activeds, "ADsSetLastError")));
-    ASSERT_TRUE(setLastError);
-    setLastError(8, L"No such attribute", L"LDAP Provider");
-    const std::wstring detail = L"[LDAP Provider, #8 (No such attribute)]";
-    const std::wstring accessDenied = applet::ErrorText(HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED), 0);
-    const std::wstring crypto = applet::ErrorText(0x80090016, 0);
-    EXPECT_EQ(L"ADs " + detail, applet::ErrorText(0x80005012, 0));
-    EXPECT_EQ(L"E_ADS_BAD_PATHNAME " + detail, applet::ErrorText(0x80005000, 0));
-    EXPECT_TRUE(EndsWith(accessDenied, L" " + detail)) << driver::Narrow(accessDenied);
-    EXPECT_EQ(std::wstring::npos, crypto.find(detail)) << "only Win32 and directory codes";
-
-    setLastError(0, nullptr, nullptr);
-    EXPECT_EQ(L"Unknown error code (0x80005012)", applet::ErrorText(0x80005012, 0))
-        << "no extended error, nothing added";
 }
 
 TEST(Strings, FollowTheStoreLanguageAndFormatInserts) {

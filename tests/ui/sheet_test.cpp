@@ -74,22 +74,4 @@ TEST(SettingsSheet, InvalidNumberStopsThePageChange) {
              });
 }
 
-// A sheet's pages may be its members (destroyed before the sheet's base) or live longer than
-// it; neither side may reach into the other once it is gone.
-TEST(SettingsSheet, PagesAndTheSheetForgetEachOtherWhicheverGoesFirst) {
-    testui::SettingsPage outliving(IDD_TEST_SETTINGS1, kEnglish);
-    {
-        ui::PropertySheet sheet;
-        {
-            testui::SettingsPage early(IDD_TEST_SETTINGS2, kEnglish);
-            sheet.AddPage(early);
-            sheet.AddPage(outliving);
-            EXPECT_EQ(&sheet, early.Sheet());
-        }
-        ASSERT_EQ(1, sheet.PageCount());
-        EXPECT_EQ(&outliving, &sheet.Page(0));
-    }
-    EXPECT_EQ(nullptr, outliving.Sheet());
-}
-
 }  // namespace
