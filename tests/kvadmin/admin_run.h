@@ -3,19 +3,21 @@
 #pragma once
 
 #include "admin/console.h"
+#include "fixtures.h"
 
+#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include <windows.h>
 
+#include <cstdio>
 #include <map>
 #include <string>
 #include <vector>
 
 namespace admintest {
 
-constexpr wchar_t kProductDir[] = L"C:\\Program Files\\Kelvane\\Vestra CSP\\";
-// The provider these tests own the containers and links of.
+using admin::Utf8;
 constexpr wchar_t kProvider[] = L"Kelvane Vestra CSP (GOST 94)";
 constexpr DWORD kType = 71;
 
@@ -23,38 +25,47 @@ struct Outcome {
     DWORD exitCode = 0;
     std::string out, err;
     std::map<std::string, long> calls;  // by the names the failure knobs take
-    LONG contexts = 0, keys = 0, hashes = 0;
+    LONG live[3] = {};                  // contexts, keys, hashes
 
     nlohmann::json Json() const { return nlohmann::json::parse(out); }
-    // Some JSON value or stderr names the error as the applet shows it ("Error 0x8010...").
-    bool Names(DWORD error) const;
+    // stdout or stderr names the error as the applet shows it ("0x8010...").
+    bool Names(DWORD error) const {
+        char code[16];
+        std::snprintf(code, sizeof(code), "0x%08lX", static_cast<unsigned long>(error));
+        return (out + err).find(code) != std::string::npos;
+    }
 };
 
-Outcome RunAdmin(const std::vector<std::wstring>& arguments);
+Outcome RunAdmin(const std::vector<std::wstring>& arguments,
+                 const std::vector<std::wstring>& more = {});
 
-using admin::Utf8;
-std::vector<std::string> Lines(const std::string& text);
-
-// A provider call made to fail (the Nth from now); gone when the scope ends.
-class Failure {
-public:
-    Failure(const std::string& entry, DWORD call, DWORD error);
-    ~Failure();
-    Failure(const Failure&) = delete;
-    Failure& operator=(const Failure&) = delete;
-    bool Fired() const;
-
-private:
-    std::wstring key_;
+// Containers of kProvider with the fixture maker's defaults, deleted when the scope ends.
+struct Containers {
+    const bool machine;
+    std::vector<std::wstring> names{};
+    ~Containers() {
+        for (const auto& name : names) fixtures::DeleteContainer(kProvider, kType, machine, name);
+    }
+    fixtures::Made Make(const std::wstring& name, bool expired = false, bool chain = false) {
+        fixtures::ContainerSpec spec;
+        spec.name = name;
+        spec.provider = kProvider;
+        spec.type = kType;
+        spec.machine = machine;
+        spec.certificateExpired = expired;
+        spec.chain = chain;
+        fixtures::Made made;
+        names.push_back(name);
+        EXPECT_EQ(0u, fixtures::MakeContainer(spec, &made)) << Utf8(name);
+        return made;
+    }
 };
 
-// The link of `encoded` in the computer's personal store: added when missing, the link set as
-// given (no container: no link at all). Removed by Forget.
+// Links `encoded` in the computer's personal store to `container`, adding it.
 void PutLinked(const std::vector<BYTE>& encoded, const std::wstring& container, DWORD spec);
-// The link's container there; "" when the certificate has none or is not there.
+// The container `encoded` is linked to there; "" when none or not there.
 std::wstring LinkedContainer(const std::vector<BYTE>& encoded);
-void Forget(const std::vector<BYTE>& encoded);
-// Takes out of the computer's personal store every certificate linked to kProvider.
+// Takes every certificate linked to kProvider out of the store.
 void ForgetAllLinked();
 
 }  // namespace admintest
