@@ -3,6 +3,7 @@
 // The values are passed through as the provider's bytes.
 #pragma once
 
+#include "applet/param_sets.h"
 #include "ui/controls.h"
 
 #include <windows.h>
@@ -12,20 +13,6 @@
 #include <vector>
 
 namespace applet {
-
-// One entry of an enumerating parameter: what the list shows and the bytes that select it.
-struct ParamEntry {
-    std::wstring text;
-    std::vector<BYTE> value;
-};
-
-// The provider's entry record: a 32-bit string id (0: the name follows as NUL-terminated
-// UTF-16), the 32-bit length of the value, the name, then the value. Names given by id come from
-// the applet's string table. False when the record is malformed.
-bool ParseParamEntry(const BYTE* data, DWORD length, ParamEntry& entry);
-
-// Which entry shows `current`: the last one whose bytes equal it exactly, else the first.
-int MatchingEntry(const std::vector<ParamEntry>& entries, const std::vector<BYTE>& current);
 
 class CComboParam : public ui::ComboBox {
 public:

@@ -13,84 +13,23 @@ namespace applet {
 
 namespace {
 
-constexpr DWORD kRussian = 1049;
-constexpr DWORD kEnglish = 1033;
-
-bool ReadLanguage(const wchar_t* path, DWORD& value) {
-    return support::support_registry_get_long(path, &value) == 0;
-}
-
 void SetTextUnlessEmpty(HWND control, const std::wstring& text) {
     if (!text.empty()) ::SetWindowTextW(control, text.c_str());
 }
 
 }  // namespace
 
-bool LanguageSettings::Modified() const {
-    const DWORD machine = machineIndex == kMachineRussian ? kRussian : kEnglish;
-    const DWORD user = userIndex == kUserRussian   ? kRussian
-                       : userIndex == kUserEnglish ? kEnglish
-                                                   : 0;
-    // A machine value the user cannot write is no change of his: it would keep OK from ever
-    // closing the sheet.
-    return (mayWriteConfig && storedMachine != machine) || storedUser != user;
-}
-
-LanguageSettings ReadLanguageSettings() {
-    LanguageSettings settings;
-    settings.mayWriteConfig = support::MayWrite(store::kConfig);
-    settings.mayWriteLocal = support::MayWrite(store::kLocal);
-
-    DWORD machine = 0;
-    if (ReadLanguage(store::kConfigLanguage, machine) &&
-        (machine == kRussian || machine == kEnglish)) {
-        settings.machineIndex = machine == kRussian ? LanguageSettings::kMachineRussian
-                                                    : LanguageSettings::kMachineEnglish;
-    } else {
-        settings.machineIndex = LanguageSettings::kMachineEnglish;
-        settings.forceModified = settings.mayWriteConfig;
-    }
-    settings.storedMachine = machine;
-
-    DWORD user = 0;
-    if (ReadLanguage(store::kLocalLanguage, user)) {
-        if (user == kRussian) {
-            settings.userIndex = LanguageSettings::kUserRussian;
-        } else if (user == kEnglish) {
-            settings.userIndex = LanguageSettings::kUserEnglish;
-        } else {
-            user = LanguageSettings::kInvalid;
-            settings.forceModified = true;
-            settings.userIndex = LanguageSettings::kUserSystemDefault;
-        }
-        settings.storedUser = user;
-    }
-    return settings;
-}
-
 int SaveLanguageSettings(LanguageSettings& settings) {
     if (!settings.Modified()) return CPropPageConfigBase::kSaved;
     int result = CPropPageConfigBase::kSaved;
     if (settings.mayWriteConfig) {
-        const DWORD machine = settings.machineIndex > 0 ? kEnglish : kRussian;
-        if (support::support_registry_put_long(store::kConfigLanguage, machine) == 0) {
-            settings.storedMachine = machine;
-            result = CPropPageConfigBase::kSavedRebuild;
-        } else {
-            result = CPropPageConfigBase::kSaveFailed;
-        }
+        result = WriteMachineLanguage(settings.machineIndex, settings.storedMachine) == 0
+                     ? CPropPageConfigBase::kSavedRebuild
+                     : CPropPageConfigBase::kSaveFailed;
     }
     if (!settings.mayWriteLocal) return result;
-    if (settings.userIndex == LanguageSettings::kUserSystemDefault) {
-        support::support_registry_delete_param(store::kLocalLanguage);
-        settings.storedUser = 0;
-    } else {
-        const DWORD user =
-            settings.userIndex == LanguageSettings::kUserRussian ? kRussian : kEnglish;
-        if (support::support_registry_put_long(store::kLocalLanguage, user) != 0)
-            return CPropPageConfigBase::kSaveFailed;
-        settings.storedUser = user;
-    }
+    if (WriteUserLanguage(settings.userIndex, settings.storedUser) != 0)
+        return CPropPageConfigBase::kSaveFailed;
     // The user's language is what this sheet shows: even when the machine's default could not be
     // written, the sheet is built again.
     return CPropPageConfigBase::kSavedRebuild;

@@ -19,94 +19,9 @@ namespace applet {
 
 namespace {
 
-constexpr wchar_t kProviderKey[] = L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\";
-// The 32-bit view is written by its explicit path: 32-bit applications load the provider
-// through it.
-constexpr wchar_t kProviderKey32[] =
-    L"SOFTWARE\\Wow6432Node\\Microsoft\\Cryptography\\Defaults\\Provider\\";
-constexpr wchar_t kModuleValue[] = L"KV Module Name";
-constexpr wchar_t kServiceModule[] = L"kvcspr.dll";
-constexpr wchar_t kMemoryModule[] = L"kvcspi.dll";
-
-// Values of the provider's parameters.
-constexpr DWORD kDhOff = 1;
-constexpr DWORD kDhOn = 2;
-constexpr DWORD kClassKC1 = 1;
-
-// More keys than this the keys storage service can't hold, whatever the provider offers.
-constexpr DWORD kCacheLimit = 2457;
 // Shown when caching is off, so that switching it on starts from something useful.
 constexpr DWORD kCacheSizeOffered = 8;
 constexpr int kCacheSizeDigits = 3;
-
-// Without the keys storage service, a KC1 provider can't keep its keys there.
-constexpr wchar_t kKeyService[] = L"kvcsp1";
-constexpr DWORD kManagerAccess = 0x20015;  // connect, enumerate, query lock status, read control
-
-std::wstring TypeKey(DWORD type) {
-    wchar_t key[96];
-    std::swprintf(key, 96,
-                  L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider Types\\Type %03u",
-                  static_cast<unsigned>(type));
-    return key;
-}
-
-LONG SetString(HKEY key, const wchar_t* name, const std::wstring& value) {
-    return ::RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
-                            static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
-}
-
-// A REG_SZ value; false when it is missing, of another type or not terminated.
-bool GetString(HKEY key, const wchar_t* name, std::wstring& value) {
-    wchar_t buffer[260] = {};
-    DWORD type = 0, size = sizeof(buffer) - sizeof(wchar_t);
-    if (::RegQueryValueExW(key, name, nullptr, &type, reinterpret_cast<BYTE*>(buffer), &size) !=
-            ERROR_SUCCESS ||
-        type != REG_SZ)
-        return false;
-    value = buffer;
-    return true;
-}
-
-LONG WriteModule(const std::wstring& key, const wchar_t* module) {
-    ui::UniqueHKey hkey;
-    LONG error = ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_WRITE, hkey.put());
-    return error ? error : SetString(hkey.get(), kModuleValue, module);
-}
-
-bool WriteTypeDefault(const std::wstring& key, REGSAM view, const std::wstring& name) {
-    ui::UniqueHKey hkey;
-    return ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_SET_VALUE | view, hkey.put()) ==
-               ERROR_SUCCESS &&
-           SetString(hkey.get(), L"Name", name) == ERROR_SUCCESS;
-}
-
-std::wstring MachineDefaultProvider(DWORD type) {
-    DWORD size = 0;
-    if (!::CryptGetDefaultProviderW(type, nullptr, CRYPT_MACHINE_DEFAULT, nullptr, &size))
-        return {};
-    std::vector<wchar_t> name(size / sizeof(wchar_t) + 1);
-    if (!::CryptGetDefaultProviderW(type, nullptr, CRYPT_MACHINE_DEFAULT, name.data(), &size))
-        return {};
-    return name.data();
-}
-
-template <class T>
-bool GetParam(HCRYPTPROV prov, DWORD param, T& value) {
-    DWORD size = sizeof(value);
-    return prov && ::CryptGetProvParam(prov, param, reinterpret_cast<BYTE*>(&value), &size, 0);
-}
-
-bool SetParam(HCRYPTPROV prov, DWORD param, DWORD value) {
-    return ::CryptSetProvParam(prov, param, reinterpret_cast<const BYTE*>(&value), 0) != FALSE;
-}
-
-bool KeyServiceInstalled() {
-    ui::UniqueScHandle manager(::OpenSCManagerW(nullptr, nullptr, kManagerAccess));
-    if (!manager) return false;
-    ui::UniqueScHandle service(::OpenServiceW(manager.get(), kKeyService, SERVICE_QUERY_STATUS));
-    return static_cast<bool>(service);
-}
 
 // An unsigned decimal, surrounding blanks allowed.
 bool ParseUnsigned(const std::wstring& text, DWORD& value) {
@@ -122,56 +37,6 @@ bool ParseUnsigned(const std::wstring& text, DWORD& value) {
 }
 
 }  // namespace
-
-int ReadProviderMode(const std::wstring& name) {
-    ui::UniqueHKey key;
-    std::wstring module;
-    if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, (kProviderKey + name).c_str(), 0, KEY_READ,
-                        key.put()) != ERROR_SUCCESS ||
-        !GetString(key.get(), kModuleValue, module))
-        return kModeUnknown;
-    if (module == kMemoryModule) return kModeMemory;
-    if (module == kServiceModule) return kModeService;
-    return kModeUnknown;
-}
-
-LONG WriteProviderMode(const std::wstring& name, int mode) {
-    if ((mode != kModeService && mode != kModeMemory) || name.empty()) return E_UNEXPECTED;
-    const wchar_t* module = mode == kModeMemory ? kMemoryModule : kServiceModule;
-    if (LONG error = WriteModule(kProviderKey + name, module)) return error;
-    return WriteModule(kProviderKey32 + name, module);
-}
-
-bool WriteDefaultProvider(DWORD type, const std::wstring& name) {
-    const std::wstring key = TypeKey(type);
-    return WriteTypeDefault(key, 0, name) && WriteTypeDefault(key, KEY_WOW64_32KEY, name);
-}
-
-std::wstring ProviderTypeName(DWORD type) {
-    ui::UniqueHKey key;
-    std::wstring name;
-    if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, TypeKey(type).c_str(), 0, KEY_READ, key.put()) !=
-            ERROR_SUCCESS ||
-        !GetString(key.get(), L"TypeName", name))
-        return {};
-    return name;
-}
-
-ProvidersOfType ListProvidersOfType(DWORD type) {
-    ProvidersOfType list;
-    const std::wstring defaultName = MachineDefaultProvider(type);
-    for (DWORD index = 0;; ++index) {
-        DWORD size = 0, providerType = 0;
-        if (!::CryptEnumProvidersW(index, nullptr, 0, &providerType, nullptr, &size)) break;
-        std::vector<wchar_t> name(size / sizeof(wchar_t) + 1);
-        if (!::CryptEnumProvidersW(index, nullptr, 0, &providerType, name.data(), &size)) break;
-        if (providerType != type) continue;
-        if (!defaultName.empty() && defaultName == name.data())
-            list.defaultIndex = static_cast<int>(list.names.size());
-        list.names.emplace_back(name.data());
-    }
-    return list;
-}
 
 CPropPageConfigCSPSecurity::CPropPageConfigCSPSecurity()
     : CPropPageConfigBase(IDD_PAGE_SECURITY),
@@ -226,9 +91,8 @@ BOOL CPropPageConfigCSPSecurity::OnInitDialog() {
         cacheMaximum_ = 0;
     }
 
-    BOOL disabled = FALSE;
-    support::support_registry_get_bool(store::kDisableShortcuts, &disabled);
-    saveMediaInfo_ = savedSaveMediaInfo_ = !disabled;
+    ReadSaveMediaInfo(saveMediaInfo_);
+    savedSaveMediaInfo_ = saveMediaInfo_;
     if (!support::MayWrite(store::kParameters))
         ::EnableWindow(Item(IDC_SECURITY_SAVE_MEDIA_INFO), FALSE);
 
@@ -258,10 +122,7 @@ void CPropPageConfigCSPSecurity::FillDefaultCombo(DefaultChoice& choice) {
     for (const std::wstring& name : list.names) combo.Add(name);
     // Item 0 is "<Absent>": the providers follow in enumeration order.
     choice.selection = choice.saved = list.defaultIndex + 1;
-    ui::UniqueHKey key;
-    if (list.names.empty() || ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, TypeKey(choice.type).c_str(), 0,
-                                              KEY_SET_VALUE, key.put()) != ERROR_SUCCESS)
-        combo.Enable(false);
+    if (list.names.empty() || !MayWriteDefaultProvider(choice.type)) combo.Enable(false);
 }
 
 std::wstring CPropPageConfigCSPSecurity::ProviderName() const {
@@ -274,7 +135,7 @@ void CPropPageConfigCSPSecurity::AcquireProvider() {
     const DWORD type = static_cast<DWORD>(providers.ItemData(provider_));
     protectionClass_ = 0;
     if (context_.Acquire(kQueryContextFlags, nullptr, ProviderName().c_str(), type))
-        GetParam(context_.Handle(), kParamProtectionClass, protectionClass_);
+        protectionClass_ = ReadProtectionClass(context_.Handle());
 }
 
 void CPropPageConfigCSPSecurity::SwitchProvider() {
@@ -299,28 +160,29 @@ void CPropPageConfigCSPSecurity::ReadCacheParameters() {
     cachingAvailable_ = false;
     caching_ = savedCaching_ = false;
     cacheSize_ = kCacheSizeOffered;
-    DWORD cache[3] = {};  // current size (0 = off), maximum (0 = none), available
-    if (!GetParam(context_.Handle(), kParamCache, cache) || cache[1] == 0) return;
-    cacheMaximum_ = std::min(cache[1], kCacheLimit);
+    ProviderCache cache;
+    if (ReadProviderCache(context_.Handle(), cache) != 0 || cache.maximum == 0) return;
+    cacheMaximum_ = cache.maximum;
     ui::UpDown(Item(IDC_SECURITY_CACHE_SIZE_SPIN)).SetRange(1, static_cast<int>(cacheMaximum_));
-    savedCacheSize_ = cache[0];
-    caching_ = savedCaching_ = cache[0] != 0;
-    cacheSize_ = cache[0] ? cache[0] : kCacheSizeOffered;
-    cachingAvailable_ = cache[2] != 0;
+    savedCacheSize_ = cache.size;
+    caching_ = savedCaching_ = cache.size != 0;
+    cacheSize_ = cache.size ? cache.size : kCacheSizeOffered;
+    cachingAvailable_ = cache.available;
 }
 
 void CPropPageConfigCSPSecurity::ReadDhParameters() {
     if (!context_.Handle()) return;
-    DWORD dh[2] = {};  // state (1 = off), changeable
-    if (GetParam(context_.Handle(), kParamDhControl, dh)) {
+    DhControl dh;
+    const DWORD error = ReadDhControl(context_.Handle(), dh);
+    if (error == 0) {
         dhShown_ = true;
-        dhEnabled_ = dh[1] != 0;
-        dhChecked_ = savedDh_ = dh[0] != kDhOff;
+        dhEnabled_ = dh.changeable;
+        dhChecked_ = savedDh_ = dh.on;
         return;
     }
     dhShown_ = false;
     // A provider without the switch works as if it were on.
-    if (::GetLastError() == static_cast<DWORD>(NTE_BAD_TYPE)) {
+    if (error == static_cast<DWORD>(NTE_BAD_TYPE)) {
         dhChecked_ = savedDh_ = true;
         dhEnabled_ = false;
     }
@@ -367,14 +229,11 @@ void CPropPageConfigCSPSecurity::EnableModeRadios() {
         memory.Enable(false);
         return;
     }
-    if (protectionClass_ == kClassKC1) {
-        if (keyServiceFound_ < 0) keyServiceFound_ = KeyServiceInstalled();
-        service.Enable(keyServiceFound_ != 0);
-        memory.Enable(true);
-    } else {
-        service.Enable(true);
-        memory.Enable(false);
-    }
+    // The service is asked for once, and only when the answer matters.
+    if (keyServiceFound_ < 0 && !ProviderModeOffered(kModeService, protectionClass_, false))
+        keyServiceFound_ = KeyServiceInstalled();
+    service.Enable(ProviderModeOffered(kModeService, protectionClass_, keyServiceFound_ > 0));
+    memory.Enable(ProviderModeOffered(kModeMemory, protectionClass_, keyServiceFound_ > 0));
 }
 
 void CPropPageConfigCSPSecurity::ClampCacheSize() {
@@ -445,7 +304,7 @@ bool CPropPageConfigCSPSecurity::IsPageModified() {
 bool CPropPageConfigCSPSecurity::SaveDefault(DefaultChoice& choice) {
     const std::wstring name =
         choice.selection > 0 ? ui::ComboBox(Item(choice.combo)).ItemText(choice.selection) : L"";
-    if (!WriteDefaultProvider(choice.type, name)) return false;
+    if (WriteDefaultProvider(choice.type, name) != 0) return false;
     choice.saved = choice.selection;
     return true;
 }
@@ -459,7 +318,7 @@ int CPropPageConfigCSPSecurity::SavePage() {
     if (CachingChanged() || modeChanged) {
         // Without a provider nothing of the rest is applied either.
         if (!prov) return kSaved;
-        if (SetParam(prov, kParamCache, caching_ ? cacheSize_ : 0)) {
+        if (WriteProviderCache(prov, caching_ ? cacheSize_ : 0) == 0) {
             savedCaching_ = caching_;
             savedCacheSize_ = cacheSize_;
         } else {
@@ -469,7 +328,7 @@ int CPropPageConfigCSPSecurity::SavePage() {
 
     if (dhChecked_ != savedDh_) {
         if (!prov) return result;
-        if (SetParam(prov, kParamDhControl, dhChecked_ ? kDhOn : kDhOff))
+        if (WriteDhControl(prov, dhChecked_) == 0)
             savedDh_ = dhChecked_;
         else
             result = kSaveFailed;
@@ -492,7 +351,7 @@ int CPropPageConfigCSPSecurity::SavePage() {
     }
 
     if (saveMediaInfo_ != savedSaveMediaInfo_) {
-        if (support::support_registry_put_bool(store::kDisableShortcuts, !saveMediaInfo_))
+        if (WriteSaveMediaInfo(saveMediaInfo_) != 0)
             return kSaveFailed;
         savedSaveMediaInfo_ = saveMediaInfo_;
     }

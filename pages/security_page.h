@@ -5,6 +5,7 @@
 #pragma once
 
 #include "applet/page_base.h"
+#include "pages/security_settings.h"
 #include "wizards/wizard_base.h"
 
 #include <windows.h>
@@ -13,31 +14,6 @@
 #include <vector>
 
 namespace applet {
-
-// The provider's key storage mode, as its "KV Module Name" says.
-constexpr int kModeUnknown = -1;
-constexpr int kModeService = 0;  // keys live in the keys storage service
-constexpr int kModeMemory = 1;   // keys live in each application's memory
-
-// The registry side of the page; none of it needs a window.
-// Mode of provider `name`: exactly "kvcspr.dll" or "kvcspi.dll", anything else is unknown.
-int ReadProviderMode(const std::wstring& name);
-// Writes the mode's module name in the native view, then under Wow6432Node. E_UNEXPECTED for a
-// mode that is neither or no provider; otherwise the first registry error (the native view may
-// then be written already).
-LONG WriteProviderMode(const std::wstring& name, int mode);
-// The machine default of provider type `type` in both registry views; "" removes the choice.
-// True only when both were written.
-bool WriteDefaultProvider(DWORD type, const std::wstring& name);
-// "TypeName" of provider type `type`; "" when it can't be read.
-std::wstring ProviderTypeName(DWORD type);
-
-// The installed providers of one type in enumeration order, and which is the machine default.
-struct ProvidersOfType {
-    std::vector<std::wstring> names;
-    int defaultIndex = -1;  // in `names`; -1 when the default is none of them
-};
-ProvidersOfType ListProvidersOfType(DWORD type);
 
 class CPropPageConfigCSPSecurity : public CPropPageConfigBase {
 public:

@@ -1,6 +1,5 @@
 #include "pages/tls_page.h"
 
-#include "applet/library_binding.h"
 #include "applet/strings.h"
 #include "applet/support.h"
 #include "resource.h"
@@ -14,96 +13,11 @@
 
 namespace applet {
 
-const std::array<TlsSwitch, kTlsSwitchCount> kTlsSwitches = {{
-    {IDC_TLS_CLIENT_OCSP, L"tls_client_use_ocsp_extensions"},
-    {IDC_TLS_CLIENT_NO_REVOCATION, L"tls_client_disable_revocation_check"},
-    {IDC_TLS_CLIENT_NO_EKU_CHECK, L"tls_client_disable_self_certificate_usage_validation"},
-    {IDC_TLS_CLIENT_NO_LEGACY, L"tls_client_disable_legacy_cipher_suites"},
-    {IDC_TLS_SERVER_OCSP, L"tls_server_use_ocsp_extensions"},
-    {IDC_TLS_SERVER_NO_REVOCATION, L"tls_server_disable_revocation_check"},
-    {IDC_TLS_SERVER_NO_EKU_CHECK, L"tls_server_disable_self_certificate_usage_validation"},
-    {IDC_TLS_SERVER_NO_LEGACY, L"tls_server_disable_legacy_cipher_suites"},
-    {IDC_TLS_SERVER_RENEGOTIATION, L"tls_server_use_renegotiation_info_extension"},
-    {IDC_TLS_SERVER_REQUIRE_RENEGOTIATION, L"tls_server_require_renegotiation_info_extension"},
-    {IDC_TLS_SERVER_MACHINE_CREDENTIAL, L"tls_server_use_default_machine_credential"},
-}};
-
 namespace {
 
-constexpr wchar_t kMaxSessions[] = L"tls_server_max_sessions";
-constexpr wchar_t kMaxCas[] = L"tls_server_max_certificate_request_cas";
 constexpr int kLimitTextLength = 5;
 
-std::wstring ParameterPath(const wchar_t* name) {
-    return std::wstring(store::kParameters) + L"\\" + name;
-}
-
-DWORD ReadNumber(const wchar_t* name, DWORD fallback) {
-    support::UniqueValue value;
-    DWORD number = 0;
-    if (support::support_registry_find(ParameterPath(name).c_str(), value.put()) != 0 ||
-        support::support_registry_value_long(value.get(), &number) != 0)
-        return fallback;
-    return number;
-}
-
-bool WriteNumber(const wchar_t* name, DWORD number) {
-    return support::support_registry_put_long(ParameterPath(name).c_str(), number) == 0;
-}
-
-bool WindowsSixOrLater() {
-    return LOBYTE(LOWORD(::GetVersion())) >= 6;
-}
-
-// What the CNG module registers depends on the cipher suites the client may offer, so it is
-// registered anew. Returns the save's result as the registration decides it, or `result` when
-// there was nothing to decide: the module or an entry is missing, or unregistering failed.
-bool ReregisterCngModule(bool result) {
-    ui::UniqueHModule module(LoadProductLibrary(L"kvcng.dll"));
-    if (!module) return result;
-    using Entry = HRESULT(WINAPI*)();
-    auto unregister = reinterpret_cast<Entry>(
-        reinterpret_cast<void*>(::GetProcAddress(module.get(), "DllUnregisterServer")));
-    auto reregister = reinterpret_cast<Entry>(
-        reinterpret_cast<void*>(::GetProcAddress(module.get(), "DllRegisterServer")));
-    if (!unregister || !reregister || unregister() != S_OK) return result;
-    return reregister() == S_OK;
-}
-
-bool LibraryLoads(const wchar_t* fileName) {
-    return ui::UniqueHModule(LoadProductLibrary(fileName)).get() != nullptr;
-}
-
 }  // namespace
-
-TlsSettings ReadTlsSettings() {
-    TlsSettings settings;
-    for (std::size_t i = 0; i < kTlsSwitchCount; ++i)
-        settings.switches[i] = ReadNumber(kTlsSwitches[i].name, 0) != 0;
-    settings.maxSessions =
-        static_cast<int>(ReadNumber(kMaxSessions, TlsSettings::kDefaultMaxSessions));
-    settings.maxCas = static_cast<int>(ReadNumber(kMaxCas, TlsSettings::kDefaultMaxCas));
-    return settings;
-}
-
-TlsSaveResult WriteTlsSettings(const TlsSettings& wanted) {
-    const TlsSettings stored = ReadTlsSettings();
-    TlsSaveResult result;
-    for (std::size_t i = 0; i < kTlsSwitchCount; ++i) {
-        if (wanted.switches[i] == stored.switches[i]) continue;
-        result.switchChanged = true;
-        if (!WriteNumber(kTlsSwitches[i].name, wanted.switches[i] ? 1 : 0)) result.saved = false;
-        // Only the client's switch concerns the CNG module; the server's does not.
-        if (kTlsSwitches[i].control == IDC_TLS_CLIENT_NO_LEGACY && WindowsSixOrLater())
-            result.saved = ReregisterCngModule(result.saved);
-    }
-    if (wanted.maxSessions != stored.maxSessions &&
-        !WriteNumber(kMaxSessions, static_cast<DWORD>(wanted.maxSessions)))
-        result.saved = false;
-    if (wanted.maxCas != stored.maxCas && !WriteNumber(kMaxCas, static_cast<DWORD>(wanted.maxCas)))
-        result.saved = false;
-    return result;
-}
 
 CPropPageConfigTLS::CPropPageConfigTLS() : CPropPageConfigBase(IDD_PAGE_TLS) {}
 
@@ -111,7 +25,7 @@ BOOL CPropPageConfigTLS::OnInitDialog() {
     updating_ = true;
     CPropPageConfigBase::OnInitDialog();
     mayWrite_ = support::MayWrite(store::kParameters);
-    ocspAvailable_ = LibraryLoads(L"kvocsp.dll");
+    ocspAvailable_ = TlsOcspAvailable();
 
     static const UDACCEL kSessionsSteps[] = {{0, 4}, {2, 64}};
     static const UDACCEL kCasSteps[] = {{0, 10}, {2, 100}};

@@ -14,11 +14,6 @@ namespace applet {
 
 namespace {
 
-constexpr wchar_t kEnableDefaultReader[] = L"EnableDefaultReader";
-constexpr wchar_t kProviderKey[] = L"Software\\Microsoft\\Cryptography\\Defaults\\Provider\\";
-constexpr wchar_t kKdcKey[] = L"SYSTEM\\CurrentControlSet\\Services\\kdc\\Parameters";
-constexpr wchar_t kKdcValue[] = L"NotChangeDefaultVerifyProvider";
-
 using TextFn = DWORD (*)(support::Context, DWORD*, wchar_t*);
 
 // A reader's text, its length asked first.
@@ -29,16 +24,6 @@ bool ReaderText(TextFn read, support::Context reader, std::wstring& text) {
     if (read(reader, &length, text.data()) != 0) return false;
     text.resize(length);
     return true;
-}
-
-// Away from a domain controller only the providers that the logon components can use are
-// offered; their registration carries an implementation type.
-bool HasImplementationType(const std::wstring& provider) {
-    ui::UniqueHKey key;
-    return ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, (kProviderKey + provider).c_str(), 0, KEY_READ,
-                           key.put()) == ERROR_SUCCESS &&
-           ::RegQueryValueExW(key.get(), L"ImpType", nullptr, nullptr, nullptr, nullptr) ==
-               ERROR_SUCCESS;
 }
 
 }  // namespace
@@ -77,40 +62,6 @@ ReaderListing ListReaders() {
     return listing;
 }
 
-std::wstring DefaultReaderPath(const std::wstring& provider) {
-    return L"\\cryptography\\Defaults\\provider\\" + provider + L"\\ReaderDefault";
-}
-
-bool IsDomainController() {
-    OSVERSIONINFOEXW version{};
-    version.dwOSVersionInfoSize = sizeof(version);
-    return ::GetVersionExW(reinterpret_cast<OSVERSIONINFOW*>(&version)) &&
-           version.wProductType == VER_NT_DOMAIN_CONTROLLER;
-}
-
-KdcState ReadKdcState(bool domainController) {
-    if (!domainController) return kKdcUnknown;
-    ui::UniqueHKey key;
-    if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kKdcKey, 0, KEY_QUERY_VALUE, key.put()) !=
-        ERROR_SUCCESS)
-        return kKdcUnknown;
-    DWORD value = 0, size = sizeof(value), type = 0;
-    const LSTATUS status = ::RegQueryValueExW(key.get(), kKdcValue, nullptr, &type,
-                                              reinterpret_cast<BYTE*>(&value), &size);
-    if (status == ERROR_FILE_NOT_FOUND) return kKdcValueMissing;
-    if (status != ERROR_SUCCESS || type != REG_DWORD) return kKdcUnknown;
-    return static_cast<LONG>(value) > 0 ? kKdcKeepsProvider : kKdcUsesProduct;
-}
-
-bool WriteKdcUsesProduct(bool use) {
-    ui::UniqueHKey key;
-    if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kKdcKey, 0, KEY_SET_VALUE, key.put()) != ERROR_SUCCESS)
-        return false;
-    const DWORD value = use ? 0 : 1;
-    return ::RegSetValueExW(key.get(), kKdcValue, 0, REG_DWORD,
-                            reinterpret_cast<const BYTE*>(&value), sizeof(value)) == ERROR_SUCCESS;
-}
-
 CPropPageConfigWLReaders::CPropPageConfigWLReaders() : CPropPageConfigBase(IDD_PAGE_WINLOGON) {}
 
 void CPropPageConfigWLReaders::DoDataExchange(ui::DataExchange& dx) {
@@ -124,11 +75,8 @@ BOOL CPropPageConfigWLReaders::OnInitDialog() {
     CPropPageConfigBase::OnInitDialog();
     domainController_ = IsDomainController();
 
-    DWORD enableDefault = 0;
-    support::support_registry_get_long(
-        (std::wstring(store::kParameters) + L"\\" + kEnableDefaultReader).c_str(), &enableDefault);
     mayWrite_ = support::MayWrite(store::kParameters);
-    if (!mayWrite_ || enableDefault == 0) {
+    if (!mayWrite_ || !DefaultReadersEnabled()) {
         ui::Control(Item(IDC_WINLOGON_PROVIDER)).Enable(false);
         ui::Control(Item(IDC_WINLOGON_READER)).Enable(false);
     }
@@ -144,11 +92,9 @@ BOOL CPropPageConfigWLReaders::OnInitDialog() {
     AcquireProvider(0);
 
     kdcState_ = ReadKdcState(domainController_);
-    savedUseKdc_ = useKdc_ = kdcState_ == kKdcUsesProduct || kdcState_ == kKdcValueMissing;
-    DWORD disable = 0;
-    savedDisableWinlogon_ = disableWinlogon_ =
-        support::support_registry_get_long(store::kDisableWinlogon, &disable) == 0 &&
-        static_cast<LONG>(disable) > 0;
+    savedUseKdc_ = useKdc_ = KdcUsesProduct(kdcState_);
+    ReadWinlogonDisabled(disableWinlogon_);
+    savedDisableWinlogon_ = disableWinlogon_;
 
     FillReaders();
     UpdateData(false);
@@ -172,7 +118,7 @@ void CPropPageConfigWLReaders::ListProviders() {
     // The type goes to the item at the position the provider had among all product providers,
     // so once one is left out, the later items don't get theirs.
     for (int enumerated = 0; EnumProductProviders(state, name, type); ++enumerated) {
-        if (!domainController_ && !HasImplementationType(name)) continue;
+        if (!OffersDefaultReader(name, domainController_)) continue;
         combo.Add(name);
         combo.SetItemData(enumerated, type);
     }
@@ -221,10 +167,8 @@ void CPropPageConfigWLReaders::SelectDefaultReader() {
         SetReader(0);
         return;
     }
-    wchar_t stored[kMaxReaderName + 1] = {};
-    DWORD length = kMaxReaderName;
-    if (support::support_registry_get_string(DefaultReaderPath(provider).c_str(), &length,
-                                             stored) != 0) {
+    std::wstring stored;
+    if (ReadDefaultReader(provider, stored) != 0) {
         SetReader(0);
         return;
     }
@@ -269,29 +213,25 @@ int CPropPageConfigWLReaders::SavePage() {
     if (!IsPageModified()) return kSaved;
     int result = kSaved;
     if (useKdc_ != savedUseKdc_) {
-        if (WriteKdcUsesProduct(useKdc_))
+        if (WriteKdcUsesProduct(useKdc_) == 0)
             savedUseKdc_ = useKdc_;
         else
             result = kSaveFailed;
     }
     if (disableWinlogon_ != savedDisableWinlogon_) {
-        if (support::support_registry_put_long(store::kDisableWinlogon, disableWinlogon_ ? 1 : 0) ==
-            0)
+        if (WriteWinlogonDisabled(disableWinlogon_) == 0)
             savedDisableWinlogon_ = disableWinlogon_;
         else
             result = kSaveFailed;
     }
     if (readerIndex_ != savedReaderIndex_) {
-        const std::wstring path = DefaultReaderPath(ProviderName());
         if (readerIndex_ == 0) {
-            // Nothing stored is the same as "Not set", whether or not there was a value.
-            support::support_registry_delete_param(path.c_str());
+            WriteDefaultReader(ProviderName(), std::wstring());
         } else {
             ui::ComboBox combo(Item(IDC_WINLOGON_READER));
             const size_t position = static_cast<size_t>(combo.ItemData(readerIndex_));
             if (position >= storedReaders_.size() ||
-                support::support_registry_put_string(path.c_str(),
-                                                     storedReaders_[position].c_str()) != 0)
+                WriteDefaultReader(ProviderName(), storedReaders_[position]) != 0)
                 return kSaveFailed;
         }
         savedReaderIndex_ = readerIndex_;

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "applet/page_base.h"
+#include "pages/winlogon_settings.h"
 #include "wizards/wizard_base.h"
 
 #include <memory>
@@ -12,9 +13,6 @@
 #include <vector>
 
 namespace applet {
-
-// Reader names as the reader subsystem reports them.
-constexpr DWORD kMaxReaderName = 64;
 
 struct ReaderEntry {
     std::wstring displayName;
@@ -33,23 +31,6 @@ struct ReaderListing {
 // The readers present, through the reader library and the support library. A library that
 // can't be loaded gives no readers.
 ReaderListing ListReaders();
-
-// Where the store keeps `provider`'s default reader.
-std::wstring DefaultReaderPath(const std::wstring& provider);
-
-// By the product type that GetVersionExW reports.
-bool IsDomainController();
-
-// What the KDC's "NotChangeDefaultVerifyProvider" value says.
-enum KdcState {
-    kKdcUnknown = 0,  // not a domain controller, or the key can't be read
-    kKdcKeepsProvider = 1,
-    kKdcUsesProduct = 2,
-    kKdcValueMissing = 3,
-};
-KdcState ReadKdcState(bool domainController);
-// Writes the value: 0 lets the KDC use the product's algorithms, 1 keeps its own provider.
-bool WriteKdcUsesProduct(bool use);
 
 // The directory functions of a domain controller that the page's controls lead to.
 class DomainDirectory {
