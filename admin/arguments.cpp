@@ -9,7 +9,7 @@ namespace admin {
 
 namespace {
 
-const wchar_t* CommandName(Command command) {
+const wchar_t* CommandName(Command command, SettingsAction action) {
     switch (command) {
         case Command::kCheck:
             return L"check";
@@ -17,34 +17,69 @@ const wchar_t* CommandName(Command command) {
             return L"list";
         case Command::kLinks:
             return L"links";
+        case Command::kSettings:
+            switch (action) {
+                case SettingsAction::kExport:
+                    return L"settings export";
+                case SettingsAction::kImport:
+                    return L"settings import";
+                case SettingsAction::kDiff:
+                    return L"settings diff";
+                case SettingsAction::kNone:
+                    break;
+            }
+            return L"settings";
         case Command::kNone:
             break;
     }
     return L"";
 }
 
+// The commands (and the actions of settings) that take an option.
+constexpr unsigned kByCheck = 1, kByList = 2, kByLinks = 4, kByExport = 8, kByImport = 16,
+                   kByDiff = 32, kBySettings = kByExport | kByImport | kByDiff;
+
+unsigned TakerOf(Command command, SettingsAction action) {
+    switch (command) {
+        case Command::kCheck:
+            return kByCheck;
+        case Command::kList:
+            return kByList;
+        case Command::kLinks:
+            return kByLinks;
+        case Command::kSettings:
+            return action == SettingsAction::kExport   ? kByExport
+                   : action == SettingsAction::kImport ? kByImport
+                   : action == SettingsAction::kDiff   ? kByDiff
+                                                       : 0;
+        case Command::kNone:
+            break;
+    }
+    return 0;
+}
+
 // The options each command takes, and whether they take a value.
 struct Option {
     const wchar_t* name;
     bool value;
-    bool check, list, links;
+    unsigned takers;
 };
 constexpr Option kOptions[] = {
-    {L"--help", false, true, true, true},      {L"--json", false, true, true, true},
-    {L"--provider", true, true, true, true},   {L"--machine", false, true, true, true},
-    {L"--user", false, false, true, true},     {L"--csv", false, false, true, false},
-    {L"--expiring", true, false, true, false}, {L"--repair", false, false, false, true},
-    {L"--dry-run", false, false, false, true},
+    {L"--help", false, kByCheck | kByList | kByLinks | kBySettings},
+    {L"--json", false, kByCheck | kByList | kByLinks | kByDiff},
+    {L"--provider", true, kByCheck | kByList | kByLinks},
+    {L"--machine", false, kByCheck | kByList | kByLinks},
+    {L"--user", false, kByList | kByLinks},
+    {L"--csv", false, kByList},
+    {L"--expiring", true, kByList},
+    {L"--repair", false, kByLinks},
+    {L"--dry-run", false, kByLinks | kByImport},
+    {L"--scope", true, kByExport},
 };
 
-const Option* FindOption(const std::wstring& name, Command command) {
-    for (const Option& option : kOptions) {
-        if (name != option.name) continue;
-        const bool taken = command == Command::kCheck  ? option.check
-                           : command == Command::kList ? option.list
-                                                       : option.links;
-        return taken ? &option : nullptr;
-    }
+const Option* FindOption(const std::wstring& name, unsigned taker) {
+    for (const Option& option : kOptions)
+        if (name == option.name) return (option.takers & taker) ? &option : nullptr;
     return nullptr;
 }
 
@@ -80,19 +115,43 @@ std::optional<ArgumentError> ParseArguments(int argc, const wchar_t* const* argv
         arguments.command = Command::kList;
     else if (first == L"links")
         arguments.command = Command::kLinks;
+    else if (first == L"settings")
+        arguments.command = Command::kSettings;
     else
         return ArgumentError{IDS_ADMIN_UNKNOWN_COMMAND, first};
-    const std::wstring command = CommandName(arguments.command);
+
+    int next = 2;
+    if (arguments.command == Command::kSettings) {
+        const std::wstring action = argc > 2 ? argv[2] : L"";
+        if (action == L"export")
+            arguments.action = SettingsAction::kExport;
+        else if (action == L"import")
+            arguments.action = SettingsAction::kImport;
+        else if (action == L"diff")
+            arguments.action = SettingsAction::kDiff;
+        else if (action == L"--help" || action == L"-h" || action == L"/?")
+            arguments.help = true;
+        else if (action.empty())
+            return ArgumentError{IDS_ADMIN_MISSING_ACTION};
+        else
+            return ArgumentError{IDS_ADMIN_UNKNOWN_ACTION, action};
+        if (arguments.help) return std::nullopt;
+        next = 3;
+    }
+    const std::wstring command = CommandName(arguments.command, arguments.action);
+    const unsigned taker = TakerOf(arguments.command, arguments.action);
 
     std::vector<std::wstring> given;
     bool userGiven = false, machineGiven = false;
-    for (int i = 2; i < argc; ++i) {
+    for (int i = next; i < argc; ++i) {
         std::wstring word = argv[i];
         if (word.compare(0, 2, L"--") != 0 || word == L"--") {
-            if (arguments.command != Command::kCheck || !arguments.container.empty() ||
-                word.empty())
+            std::wstring* operand = arguments.command == Command::kCheck      ? &arguments.container
+                                    : arguments.command == Command::kSettings ? &arguments.file
+                                                                              : nullptr;
+            if (!operand || !operand->empty() || word.empty())
                 return ArgumentError{IDS_ADMIN_EXTRA_ARGUMENT, word, command};
-            arguments.container = word;
+            *operand = word;
             continue;
         }
         std::optional<std::wstring> value;
@@ -100,7 +159,7 @@ std::optional<ArgumentError> ParseArguments(int argc, const wchar_t* const* argv
             value = word.substr(equals + 1);
             word.resize(equals);
         }
-        const Option* option = FindOption(word, arguments.command);
+        const Option* option = FindOption(word, taker);
         if (!option) return ArgumentError{IDS_ADMIN_UNKNOWN_OPTION, word, command};
         if (option->value && !value) {
             if (i + 1 >= argc) return ArgumentError{IDS_ADMIN_MISSING_VALUE, word};
@@ -129,6 +188,15 @@ std::optional<ArgumentError> ParseArguments(int argc, const wchar_t* const* argv
             arguments.repair = true;
         } else if (word == L"--dry-run") {
             arguments.dryRun = true;
+        } else if (word == L"--scope") {
+            if (*value == L"all")
+                arguments.scope = SettingsScope::kAll;
+            else if (*value == L"machine")
+                arguments.scope = SettingsScope::kMachine;
+            else if (*value == L"user")
+                arguments.scope = SettingsScope::kUser;
+            else
+                return ArgumentError{IDS_ADMIN_BAD_SCOPE, *value};
         }
     }
     if (arguments.help) return std::nullopt;
@@ -142,9 +210,11 @@ std::optional<ArgumentError> ParseArguments(int argc, const wchar_t* const* argv
         return ArgumentError{IDS_ADMIN_CONFLICT, L"--json", L"--csv"};
     if (userGiven && machineGiven)
         return ArgumentError{IDS_ADMIN_CONFLICT, L"--user", L"--machine"};
-    if (arguments.dryRun && !arguments.repair)
+    if (arguments.command == Command::kLinks && arguments.dryRun && !arguments.repair)
         return ArgumentError{IDS_ADMIN_NEEDS_OPTION, L"--dry-run", L"--repair"};
-    if (arguments.command == Command::kCheck) {
+    if (arguments.command == Command::kSettings) {
+        if (arguments.file.empty()) return ArgumentError{IDS_ADMIN_MISSING_FILE, command};
+    } else if (arguments.command == Command::kCheck) {
         if (arguments.container.empty()) return ArgumentError{IDS_ADMIN_MISSING_CONTAINER};
         if (arguments.container.size() > kMaxContainerName)
             return ArgumentError{IDS_ADMIN_NAME_TOO_LONG, std::to_wstring(kMaxContainerName)};

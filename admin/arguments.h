@@ -9,7 +9,11 @@
 
 namespace admin {
 
-enum class Command { kNone, kCheck, kList, kLinks };
+enum class Command { kNone, kCheck, kList, kLinks, kSettings };
+// What `settings` does with its profile.
+enum class SettingsAction { kNone, kExport, kImport, kDiff };
+// Whose settings an export takes.
+enum class SettingsScope { kAll, kMachine, kUser };
 enum class Format { kText, kJson, kCsv };
 
 struct Arguments {
@@ -24,6 +28,9 @@ struct Arguments {
     Format format = Format::kText;
     bool repair = false;
     bool dryRun = false;
+    SettingsAction action = SettingsAction::kNone;  // settings
+    std::wstring file;                              // settings: the profile
+    SettingsScope scope = SettingsScope::kAll;      // settings export
 };
 
 // What is wrong with a command line: a string id and its inserts.

@@ -1,4 +1,4 @@
-// The console tool's three commands over the core: each writes its results to stdout in the
+// The console tool's commands over the core: each writes its results to stdout in the
 // format asked for and returns the process's exit code.
 #pragma once
 
@@ -32,6 +32,8 @@ std::optional<ArgumentError> ChooseProviders(const Arguments& arguments,
 int RunCheck(const Arguments& arguments, const Provider& provider);
 int RunList(const Arguments& arguments, const std::vector<Provider>& providers);
 int RunLinks(const Arguments& arguments, const std::vector<Provider>& providers);
+// Exports the computer's settings to a profile, imports one, or compares one with the computer.
+int RunSettings(const Arguments& arguments);
 
 // -- Shared by the commands' output ----------------------------------------------------------
 

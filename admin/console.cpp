@@ -9,17 +9,6 @@ bool IsConsole(HANDLE handle) {
     return handle && handle != INVALID_HANDLE_VALUE && ::GetConsoleMode(handle, &mode);
 }
 
-std::wstring Wide(const std::string& text) {
-    if (text.empty()) return {};
-    const int chars =
-        ::MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0);
-    std::wstring wide(chars > 0 ? chars : 0, L'\0');
-    if (chars > 0)
-        ::MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), wide.data(),
-                              chars);
-    return wide;
-}
-
 void WriteBytes(HANDLE handle, const std::string& bytes) {
     for (size_t done = 0; done < bytes.size();) {
         DWORD written = 0;
@@ -42,17 +31,6 @@ void Write(DWORD which, const std::wstring& text) {
 }
 
 }  // namespace
-
-std::string Utf8(const std::wstring& text) {
-    if (text.empty()) return {};
-    const int bytes = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
-                                            nullptr, 0, nullptr, nullptr);
-    std::string narrow(bytes > 0 ? bytes : 0, '\0');
-    if (bytes > 0)
-        ::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), narrow.data(),
-                              bytes, nullptr, nullptr);
-    return narrow;
-}
 
 void WriteOut(const std::wstring& text) {
     Write(STD_OUTPUT_HANDLE, text);

@@ -2,13 +2,16 @@
 // scripts as UTF-8, one-line errors, and progress that only a person watching sees.
 #pragma once
 
+#include "applet/strings.h"
+
 #include <windows.h>
 
 #include <string>
 
 namespace admin {
 
-std::string Utf8(const std::wstring& text);
+using applet::Utf8;
+using applet::Wide;
 // `text` with its line breaks made spaces: system error texts end in one of their own.
 std::wstring OneLine(std::wstring text);
 

@@ -1,6 +1,7 @@
 // kvadmin: the administrator's console tool. Checks a key container, lists the key containers
-// of the machine, and checks and repairs the links of personal certificates to their keys, with
-// exit codes and JSON or CSV for scripts.
+// of the machine, checks and repairs the links of personal certificates to their keys, and
+// carries the settings of the control panel from one computer to others, with exit codes and
+// JSON or CSV for scripts.
 #include "admin/arguments.h"
 #include "admin/commands.h"
 #include "admin/console.h"
@@ -34,12 +35,17 @@ std::wstring Help(Command command) {
             return Lines({IDS_ADMIN_LINKS_USAGE, IDS_ADMIN_OPTION_OWNERS, IDS_ADMIN_OPTION_PROVIDER,
                           IDS_ADMIN_OPTION_REPAIR, IDS_ADMIN_OPTION_DRY_RUN, IDS_ADMIN_OPTION_JSON,
                           IDS_ADMIN_LINKS_EXIT});
+        case Command::kSettings:
+            return Lines({IDS_ADMIN_SETTINGS_USAGE, IDS_ADMIN_SETTINGS_USAGE_IMPORT,
+                          IDS_ADMIN_SETTINGS_USAGE_DIFF, IDS_ADMIN_SETTINGS_PURPOSE,
+                          IDS_ADMIN_OPTION_SCOPE, IDS_ADMIN_OPTION_IMPORT_DRY_RUN,
+                          IDS_ADMIN_OPTION_DIFF_JSON, IDS_ADMIN_SETTINGS_EXIT});
         case Command::kNone:
             break;
     }
     return Lines({IDS_ADMIN_TOOL_USAGE, IDS_ADMIN_TOOL_PURPOSE, IDS_ADMIN_COMMANDS,
                   IDS_ADMIN_COMMAND_CHECK, IDS_ADMIN_COMMAND_LIST, IDS_ADMIN_COMMAND_LINKS,
-                  IDS_ADMIN_MORE_HELP});
+                  IDS_ADMIN_COMMAND_SETTINGS, IDS_ADMIN_MORE_HELP});
 }
 
 int Fail(const admin::ArgumentError& error) {
@@ -59,6 +65,8 @@ int Run(int argc, wchar_t** argv) {
         admin::WriteOut(Help(arguments.command));
         return admin::kExitOk;
     }
+    // Settings are the computer's and the user's, not a provider's.
+    if (arguments.command == Command::kSettings) return admin::RunSettings(arguments);
     std::vector<admin::Provider> providers;
     if (auto error = admin::ChooseProviders(arguments, providers)) return Fail(*error);
     switch (arguments.command) {
@@ -68,6 +76,7 @@ int Run(int argc, wchar_t** argv) {
             return admin::RunList(arguments, providers);
         case Command::kLinks:
             return admin::RunLinks(arguments, providers);
+        case Command::kSettings:
         case Command::kNone:
             break;
     }

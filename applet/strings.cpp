@@ -12,6 +12,28 @@
 
 namespace applet {
 
+std::wstring Wide(const std::string& text) {
+    if (text.empty()) return {};
+    const int chars =
+        ::MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0);
+    std::wstring wide(chars > 0 ? chars : 0, L'\0');
+    if (chars > 0)
+        ::MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), wide.data(),
+                              chars);
+    return wide;
+}
+
+std::string Utf8(const std::wstring& text) {
+    if (text.empty()) return {};
+    const int bytes = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
+                                            nullptr, 0, nullptr, nullptr);
+    std::string narrow(bytes > 0 ? bytes : 0, '\0');
+    if (bytes > 0)
+        ::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), narrow.data(),
+                              bytes, nullptr, nullptr);
+    return narrow;
+}
+
 namespace {
 
 std::wstring& AppNameStorage() {

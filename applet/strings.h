@@ -9,6 +9,10 @@
 namespace applet {
 
 // The name message boxes carry; the configuration sheet sets it to the product name.
+// UTF-8 and back, for files and pipes.
+std::string Utf8(const std::wstring& text);
+std::wstring Wide(const std::string& utf8);
+
 const std::wstring& AppName();
 void SetAppName(std::wstring name);
 

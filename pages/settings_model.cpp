@@ -3,6 +3,7 @@
 #include "applet/installation.h"
 #include "applet/param_sets.h"
 #include "applet/provider_params.h"
+#include "applet/strings.h"
 #include "applet/support.h"
 #include "pages/language_settings.h"
 #include "pages/security_settings.h"
@@ -116,16 +117,6 @@ Provider QueryContext(const std::wstring& name, DWORD type) {
 
 DWORD ContextError(const Provider& provider) {
     return provider->get() ? 0 : provider->error ? provider->error : DWORD{ERROR_INVALID_HANDLE};
-}
-
-std::string Utf8(const std::wstring& text) {
-    if (text.empty()) return {};
-    const int size = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
-                                           nullptr, 0, nullptr, nullptr);
-    std::string utf8(static_cast<size_t>(size), '\0');
-    ::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), utf8.data(),
-                          size, nullptr, nullptr);
-    return utf8;
 }
 
 // A choice stored as an index, named by `names` in index order.

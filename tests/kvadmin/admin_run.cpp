@@ -3,6 +3,7 @@
 #include "testbed/knobs.h"
 #include "ui/handles.h"
 
+#include <cstdio>
 #include <cstring>
 #include <memory>
 
@@ -155,6 +156,53 @@ void ForgetAllLinked() {
                 linked.emplace_back(c->pbCertEncoded, c->pbCertEncoded + c->cbCertEncoded);
     }
     for (const auto& encoded : linked) Forget(encoded);
+}
+
+TempFile::TempFile(const wchar_t* name) {
+    wchar_t dir[MAX_PATH];
+    ::GetTempPathW(MAX_PATH, dir);
+    path = std::wstring(dir) + name;
+}
+
+TempFile::~TempFile() {
+    ::DeleteFileW(path.c_str());
+}
+
+std::string TempFile::Read() const {
+    std::string bytes;
+    if (FILE* file = ::_wfopen(path.c_str(), L"rb")) {
+        char buffer[4096];
+        for (size_t read; (read = std::fread(buffer, 1, sizeof(buffer), file)) > 0;)
+            bytes.append(buffer, read);
+        std::fclose(file);
+    }
+    return bytes;
+}
+
+void TempFile::Write(const std::string& bytes) const {
+    FILE* file = ::_wfopen(path.c_str(), L"wb");
+    ASSERT_TRUE(file);
+    std::fwrite(bytes.data(), 1, bytes.size(), file);
+    std::fclose(file);
+}
+
+std::string ExportSettings() {
+    TempFile profile(L"kvadmin-export.json");
+    const Outcome run = RunAdmin({L"settings", L"export", profile.path});
+    EXPECT_EQ(0u, run.exitCode) << run.err;
+    return profile.Read();
+}
+
+std::optional<DWORD> StoreNumber(const wchar_t* scope, const wchar_t* section,
+                                 const wchar_t* name) {
+    const std::wstring key =
+        std::wstring(L"Software\\Kelvane\\Testbed\\Store\\") + scope + L"\\" + section;
+    DWORD value = 0, size = sizeof(value);
+    if (::RegGetValueW(std::wstring(scope) == L"local" ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE,
+                       key.c_str(), name, RRF_RT_REG_DWORD, nullptr, &value,
+                       &size) != ERROR_SUCCESS)
+        return std::nullopt;
+    return value;
 }
 
 }  // namespace admintest

@@ -12,6 +12,7 @@
 
 #include <cstdio>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -67,5 +68,21 @@ void PutLinked(const std::vector<BYTE>& encoded, const std::wstring& container, 
 std::wstring LinkedContainer(const std::vector<BYTE>& encoded);
 // Takes every certificate linked to kProvider out of the store.
 void ForgetAllLinked();
+
+// A file of the temporary directory, removed when the scope ends.
+struct TempFile {
+    explicit TempFile(const wchar_t* name);
+    ~TempFile();
+    TempFile(const TempFile&) = delete;
+    TempFile& operator=(const TempFile&) = delete;
+    std::string Read() const;
+    void Write(const std::string& bytes) const;
+    std::wstring path;
+};
+
+// The computer's settings as `kvadmin settings export` writes them ("" when it fails).
+std::string ExportSettings();
+// A number of the testbed's store as the registry holds it; nullopt when absent.
+std::optional<DWORD> StoreNumber(const wchar_t* scope, const wchar_t* section, const wchar_t* name);
 
 }  // namespace admintest

@@ -48,6 +48,9 @@ TEST(Kvadmin, RefusesBadInputWithOneLineOnStderrExitTwoAndNothingWritten) {
         {{L"list", L"--json", L"--csv"}, "--csv"},
         {{L"links", L"--dry-run"}, "--repair"},
         {{L"list", L"--expiring", L"soon"}, "soon"},
+        {{L"settings"}, "export, import or diff"},
+        {{L"settings", L"export"}, "'settings export'"},
+        {{L"settings", L"import", L"a.json", L"--scope", L"user"}, "--scope"},
         {{L"check", L"kvadmin-no-such", L"--provider", kProvider}, "0x80090016"},  // NTE_BAD_KEYSET
     };
     for (const auto& [arguments, named] : cases) {

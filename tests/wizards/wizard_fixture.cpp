@@ -148,26 +148,36 @@ void Press(HWND wizard, int button) {
     driver::Click(driver::SheetButton(wizard, button));
 }
 
-void RunServicePage(const std::function<void(HWND sheet)>& script) {
+void RunSheet(int page, const std::function<void(HWND& sheet)>& script) {
     HMODULE applet = ::LoadLibraryW((std::wstring(kProductDir) + L"kvconfig.cpl").c_str());
     ASSERT_TRUE(applet);
     auto cpl = reinterpret_cast<APPLET_PROC>(
         reinterpret_cast<void*>(::GetProcAddress(applet, "CPlApplet")));
     ASSERT_TRUE(cpl);
     ASSERT_EQ(1, cpl(nullptr, CPL_INIT, 0, 0));
+    const std::string start = std::to_string(page);
     driver::RunModal(
-        [&] { return INT_PTR{cpl(nullptr, CPL_STARTWPARMSA, 0, reinterpret_cast<LPARAM>("2"))}; },
+        [&] {
+            return INT_PTR{
+                cpl(nullptr, CPL_STARTWPARMSA, 0, reinterpret_cast<LPARAM>(start.c_str()))};
+        },
         [&] {
             HWND sheet = driver::WaitForWindow({L"#32770", L"Vestra CSP"});
-            driver::WaitUntil([&] { return driver::ActivePageIndex(sheet) == 2; },
-                              "the Service page");
+            driver::WaitUntil([&] { return driver::ActivePageIndex(sheet) == page; },
+                              "the sheet on page " + start);
             script(sheet);
-            EXPECT_TRUE(driver::IsEnabled(sheet)) << "the wizard gave the sheet back";
             driver::PressSheetButton(sheet, PSBTN_CANCEL);
             driver::WaitUntilGone(sheet);
         });
     cpl(nullptr, CPL_EXIT, 0, 0);
     ::FreeLibrary(applet);
+}
+
+void RunServicePage(const std::function<void(HWND sheet)>& script) {
+    RunSheet(2, [&](HWND& sheet) {
+        script(sheet);
+        EXPECT_TRUE(driver::IsEnabled(sheet)) << "the wizard gave the sheet back";
+    });
 }
 
 }  // namespace wiztest

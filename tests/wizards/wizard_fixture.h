@@ -76,8 +76,11 @@ bool Enabled(HWND wizard, int button);
 // Waits until it is, then clicks it.
 void Press(HWND wizard, int button);
 
-// Opens the installed applet's sheet on the Service page, as the Control Panel does, and runs
-// `script` on it from the driver's thread; the sheet is cancelled when the script returns.
+// Opens the installed applet's sheet on page `page`, as the Control Panel does, and runs `script`
+// on it from the driver's thread. A script whose Apply had the sheet built anew points `sheet` at
+// the new one; the sheet it names when the script returns is cancelled.
+void RunSheet(int page, const std::function<void(HWND& sheet)>& script);
+// The same on the Service page.
 void RunServicePage(const std::function<void(HWND sheet)>& script);
 
 }  // namespace wiztest
