@@ -1,7 +1,9 @@
 // How long the configuration sheet takes to come up: from CPL_DBLCLK to an idle sheet whose
 // eight pages have all been shown, against a bare comctl32 sheet of the same eight templates in
-// the same process; and how long the first page (General) takes over its WM_INITDIALOG, which is
-// on the way to the sheet's first paint. Usage: kvbench_sheet APPLET-PATH [RUNS]
+// the same process; and, page by page, how long each page takes over its WM_INITDIALOG and over
+// its first activation (from PSN_SETACTIVE until the sheet's thread has handled what was posted
+// to it and painted), so that a page's own cost is seen where it is.
+// Usage: kvbench_sheet APPLET-PATH [RUNS]
 #include "bench/timing.h"
 #include "driver/driver.h"
 #include "ui/property_sheet.h"
@@ -10,8 +12,10 @@
 #include <cpl.h>
 
 #include <algorithm>
-#include <memory>
+#include <array>
 #include <cstdio>
+#include <map>
+#include <memory>
 #include <vector>
 
 namespace {
@@ -19,58 +23,117 @@ namespace {
 using namespace driver;
 
 constexpr UINT kTemplates[] = {160, 164, 166, 163, 170, 162, 172, 171};
+constexpr const char* kPageNames[] = {"General",    "Hardware", "Service",  "Advanced",
+                                      "Algorithms", "Security", "Winlogon", "TLS"};
+constexpr int kPages = 8;
 
-// The first page's WM_INITDIALOG, timed around its dialog procedure by hooks on this thread.
-struct FirstPageInit {
-    HWND page = nullptr;
-    double start = 0;
-    double ms = -1;
+// What the hooks on the sheet's thread saw of one page during one run.
+struct PageTimes {
+    double initStart = 0, initMs = -1;
+    double activeStart = -1;  // the first PSN_SETACTIVE
 };
-FirstPageInit firstPage;
 
-bool IsPageInit(UINT message, HWND hwnd) {
-    return message == WM_INITDIALOG && (::GetWindowLongW(hwnd, GWL_STYLE) & WS_CHILD);
+// Filled on the sheet's thread by the hooks, read by the script once that thread is idle.
+struct RunTimes {
+    std::map<HWND, PageTimes> pages;
+    HWND firstPage = nullptr;
+    HANDLE firstActivated = nullptr;  // set when the first page's PSN_SETACTIVE has returned
+};
+RunTimes current;
+
+// A page is a child dialog of a top-level one (the sheet).
+bool IsPage(HWND hwnd) {
+    HWND parent = ::GetParent(hwnd);
+    return (::GetWindowLongW(hwnd, GWL_STYLE) & WS_CHILD) && parent &&
+           !(::GetWindowLongW(parent, GWL_STYLE) & WS_CHILD);
+}
+
+bool IsSetActive(UINT message, LPARAM lp) {
+    return message == WM_NOTIFY && lp && reinterpret_cast<const NMHDR*>(lp)->code == PSN_SETACTIVE;
 }
 
 LRESULT CALLBACK BeforeMessage(int code, WPARAM wp, LPARAM lp) {
     const auto& message = *reinterpret_cast<const CWPSTRUCT*>(lp);
-    if (code == HC_ACTION && !firstPage.page && IsPageInit(message.message, message.hwnd)) {
-        firstPage.page = message.hwnd;
-        firstPage.start = bench::Now();
+    if (code == HC_ACTION) {
+        if (message.message == WM_INITDIALOG && IsPage(message.hwnd)) {
+            if (!current.firstPage) current.firstPage = message.hwnd;
+            current.pages[message.hwnd].initStart = bench::Now();
+        } else if (IsSetActive(message.message, message.lParam)) {
+            auto page = current.pages.find(message.hwnd);
+            if (page != current.pages.end() && page->second.activeStart < 0)
+                page->second.activeStart = bench::Now();
+        }
     }
     return ::CallNextHookEx(nullptr, code, wp, lp);
 }
 
 LRESULT CALLBACK AfterMessage(int code, WPARAM wp, LPARAM lp) {
     const auto& message = *reinterpret_cast<const CWPRETSTRUCT*>(lp);
-    if (code == HC_ACTION && message.hwnd == firstPage.page && firstPage.ms < 0 &&
-        message.message == WM_INITDIALOG)
-        firstPage.ms = bench::Now() - firstPage.start;
+    if (code == HC_ACTION) {
+        auto page = current.pages.find(message.hwnd);
+        if (page != current.pages.end()) {
+            if (message.message == WM_INITDIALOG && page->second.initMs < 0)
+                page->second.initMs = bench::Now() - page->second.initStart;
+            else if (message.hwnd == current.firstPage && IsSetActive(message.message, message.lParam))
+                ::SetEvent(current.firstActivated);
+        }
+    }
     return ::CallNextHookEx(nullptr, code, wp, lp);
 }
 
-// Runs `open` modally and returns the milliseconds until every page has been shown and the
-// sheet's thread is idle.
-double Measure(const std::wstring& title, const std::function<INT_PTR()>& open) {
+// Returns once the sheet's thread has handled what was posted to it and painted what was due.
+double Idle(HWND sheet) {
+    Flush();
+    ::RedrawWindow(sheet, nullptr, nullptr, RDW_UPDATENOW | RDW_ALLCHILDREN);
+    Flush();
+    return bench::Now();
+}
+
+struct Run {
+    double total = 0;
+    std::array<double, kPages> init{}, activation{};
+};
+
+// Runs `open` modally and measures until every page has been shown and the sheet's thread is
+// idle, page by page.
+Run Measure(const std::wstring& title, const std::function<INT_PTR()>& open) {
+    Run run;
+    run.init.fill(-1);
+    run.activation.fill(-1);
     double start = 0, ready = 0;
-    firstPage = FirstPageInit{};
+    current.pages.clear();
+    current.firstPage = nullptr;
+    ::ResetEvent(current.firstActivated);
+    std::array<double, kPages> idle{};
+    std::array<HWND, kPages> pageWindows{};
     RunModal(
         [&] {
             start = bench::Now();
             return open();
         },
         [&] {
+            if (::WaitForSingleObject(current.firstActivated, kTimeoutMs) != WAIT_OBJECT_0)
+                throw Failure("the first page was not activated");
             HWND sheet = WaitForWindow({L"#32770", title});
-            for (int i = 1; i < 8; ++i) {
+            idle[0] = Idle(sheet);
+            pageWindows[0] = ActivePage(sheet);
+            for (int i = 1; i < kPages; ++i) {
                 ::SendMessageW(sheet, PSM_SETCURSEL, i, 0);
                 WaitUntil([&] { return ActivePageIndex(sheet) == i; }, "page", 10000);
+                idle[i] = Idle(sheet);
+                pageWindows[i] = ActivePage(sheet);
             }
-            DWORD_PTR ignored;
-            ::SendMessageTimeoutW(sheet, WM_NULL, 0, 0, SMTO_NORMAL, 10000, &ignored);
             ready = bench::Now();
             PressSheetButton(sheet, PSBTN_CANCEL);
         });
-    return ready - start;
+    run.total = ready - start;
+    for (int i = 0; i < kPages; ++i) {
+        auto page = current.pages.find(pageWindows[i]);
+        if (page == current.pages.end()) continue;
+        run.init[i] = page->second.initMs;
+        if (page->second.activeStart >= 0) run.activation[i] = idle[i] - page->second.activeStart;
+    }
+    return run;
 }
 
 class BarePage : public ui::PropertyPage {
@@ -104,16 +167,16 @@ int wmain(int argc, wchar_t** argv) {
     manifest.lpResourceName = MAKEINTRESOURCEW(123);
     HANDLE context = ::CreateActCtxW(&manifest);
     cplApplet(nullptr, CPL_INIT, 0, 0);
+    current.firstActivated = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
     HHOOK before =
         ::SetWindowsHookExW(WH_CALLWNDPROC, BeforeMessage, nullptr, ::GetCurrentThreadId());
     HHOOK after =
         ::SetWindowsHookExW(WH_CALLWNDPROCRET, AfterMessage, nullptr, ::GetCurrentThreadId());
-    std::vector<double> appletTimes, bareTimes, appletFirstPage, bareFirstPage;
+    std::vector<Run> appletRuns, bareRuns;
     for (int run = 0; run < runs; ++run) {
-        appletTimes.push_back(
+        appletRuns.push_back(
             Measure(L"Vestra CSP", [&] { return cplApplet(nullptr, CPL_DBLCLK, 0, 0); }));
-        appletFirstPage.push_back(firstPage.ms);
-        bareTimes.push_back(Measure(L"Bare sheet", [&] {
+        bareRuns.push_back(Measure(L"Bare sheet", [&] {
             // Under the applet's manifest, as the Control Panel runs the applet.
             ULONG_PTR cookie = 0;
             bool active = context != INVALID_HANDLE_VALUE && ::ActivateActCtx(context, &cookie);
@@ -128,15 +191,39 @@ int wmain(int argc, wchar_t** argv) {
             if (active) ::DeactivateActCtx(0, cookie);
             return result;
         }));
-        bareFirstPage.push_back(firstPage.ms);
     }
     if (before) ::UnhookWindowsHookEx(before);
     if (after) ::UnhookWindowsHookEx(after);
+    ::CloseHandle(current.firstActivated);
     cplApplet(nullptr, CPL_EXIT, 0, 0);
-    double appletMedian = bench::Median(appletTimes), bareMedian = bench::Median(bareTimes);
+
+    auto median = [](const std::vector<Run>& runs, auto field) {
+        std::vector<double> values;
+        for (const Run& run : runs) values.push_back(field(run));
+        return bench::Median(values);
+    };
+    double appletMedian = median(appletRuns, [](const Run& r) { return r.total; });
+    double bareMedian = median(bareRuns, [](const Run& r) { return r.total; });
     std::printf("runs: %d\napplet sheet median: %.1f ms\nbare sheet median:   %.1f ms\nratio: %.2f\n",
                 runs, appletMedian, bareMedian, appletMedian / bareMedian);
+    std::printf("each run, applet/bare ms:");
+    for (size_t i = 0; i < appletRuns.size(); ++i)
+        std::printf(" %.0f/%.0f", appletRuns[i].total, bareRuns[i].total);
+    std::printf("\n");
     std::printf("first page initialisation median: %.1f ms (bare page: %.1f ms)\n",
-                bench::Median(appletFirstPage), bench::Median(bareFirstPage));
+                median(appletRuns, [](const Run& r) { return r.init[0]; }),
+                median(bareRuns, [](const Run& r) { return r.init[0]; }));
+    // A page's own work: what the applet's page takes over both beyond the bare page.
+    std::printf("\nmedians, ms      WM_INITDIALOG      first activation   own work\n"
+                "page             applet     bare    applet     bare    applet-bare\n");
+    for (int i = 0; i < kPages; ++i) {
+        const double ai = median(appletRuns, [i](const Run& r) { return r.init[i]; });
+        const double bi = median(bareRuns, [i](const Run& r) { return r.init[i]; });
+        const double aa = median(appletRuns, [i](const Run& r) { return r.activation[i]; });
+        const double ba = median(bareRuns, [i](const Run& r) { return r.activation[i]; });
+        const double own = median(appletRuns, [i](const Run& r) { return r.init[i] + r.activation[i]; }) -
+                           median(bareRuns, [i](const Run& r) { return r.init[i] + r.activation[i]; });
+        std::printf("%-12s %10.1f %8.1f %9.1f %8.1f %12.1f\n", kPageNames[i], ai, bi, aa, ba, own);
+    }
     return 0;
 }
