@@ -160,15 +160,13 @@ std::wstring ProviderTypeName(DWORD type) {
 ProvidersOfType ListProvidersOfType(DWORD type) {
     ProvidersOfType list;
     const std::wstring defaultName = MachineDefaultProvider(type);
-    for (DWORD index = 0;; ++index) {
-        DWORD size = 0, providerType = 0;
-        if (!::CryptEnumProvidersW(index, nullptr, 0, &providerType, nullptr, &size)) break;
-        std::vector<wchar_t> name(size / sizeof(wchar_t) + 1);
-        if (!::CryptEnumProvidersW(index, nullptr, 0, &providerType, name.data(), &size)) break;
+    std::wstring name;
+    DWORD providerType = 0;
+    for (DWORD index = 0; EnumProvider(index, name, providerType); ++index) {
         if (providerType != type) continue;
-        if (!defaultName.empty() && defaultName == name.data())
+        if (!defaultName.empty() && defaultName == name)
             list.defaultIndex = static_cast<int>(list.names.size());
-        list.names.emplace_back(name.data());
+        list.names.push_back(name);
     }
     return list;
 }

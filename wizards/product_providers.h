@@ -10,6 +10,10 @@ namespace applet {
 // The product's own provider type; the machine default of this type is preselected.
 constexpr DWORD kProductProviderType = 75;
 
+// Provider `index` of CryptEnumProvidersW: its name and type; false past the last one or on a
+// failure.
+bool EnumProvider(DWORD index, std::wstring& name, DWORD& type);
+
 // Iterates the installed providers that belong to the product: type 75, or "Kelvane" in the
 // name; with `restrict`, only those whose DLL lies in the applet's own directory.
 struct ProductProviderEnum {
