@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <map>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace {
@@ -27,13 +28,14 @@ constexpr const char* kPageNames[] = {"General",    "Hardware", "Service",  "Adv
                                       "Algorithms", "Security", "Winlogon", "TLS"};
 constexpr int kPages = 8;
 
-// What the hooks on the sheet's thread saw of one page during one run.
+// What the sheet's thread saw of one page during one run.
 struct PageTimes {
-    double initStart = 0, initMs = -1;
+    WNDPROC proc = nullptr;  // the page's own window procedure
+    double initMs = -1;
     double activeStart = -1;  // the first PSN_SETACTIVE
 };
 
-// Filled on the sheet's thread by the hooks, read by the script once that thread is idle.
+// Filled on the sheet's thread, read by the script once that thread is idle.
 struct RunTimes {
     std::map<HWND, PageTimes> pages;
     HWND firstPage = nullptr;
@@ -41,41 +43,43 @@ struct RunTimes {
 };
 RunTimes current;
 
-// A page is a child dialog of a top-level one (the sheet).
-bool IsPage(HWND hwnd) {
-    HWND parent = ::GetParent(hwnd);
-    return (::GetWindowLongW(hwnd, GWL_STYLE) & WS_CHILD) && parent &&
-           !(::GetWindowLongW(parent, GWL_STYLE) & WS_CHILD);
-}
-
 bool IsSetActive(UINT message, LPARAM lp) {
     return message == WM_NOTIFY && lp && reinterpret_cast<const NMHDR*>(lp)->code == PSN_SETACTIVE;
 }
 
-LRESULT CALLBACK BeforeMessage(int code, WPARAM wp, LPARAM lp) {
-    const auto& message = *reinterpret_cast<const CWPSTRUCT*>(lp);
-    if (code == HC_ACTION) {
-        if (message.message == WM_INITDIALOG && IsPage(message.hwnd)) {
-            if (!current.firstPage) current.firstPage = message.hwnd;
-            current.pages[message.hwnd].initStart = bench::Now();
-        } else if (IsSetActive(message.message, message.lParam)) {
-            auto page = current.pages.find(message.hwnd);
-            if (page != current.pages.end() && page->second.activeStart < 0)
-                page->second.activeStart = bench::Now();
-        }
+// Each page's messages pass here first. A hook on every sent message would cost a wineserver
+// request per message, and so weigh on a page by the number of its messages, not by its work.
+LRESULT CALLBACK PageProc(HWND hwnd, UINT message, WPARAM wp, LPARAM lp) {
+    PageTimes& page = current.pages[hwnd];
+    const WNDPROC proc = page.proc;
+    if (message == WM_INITDIALOG && page.initMs < 0) {
+        const double start = bench::Now();
+        LRESULT result = ::CallWindowProcW(proc, hwnd, message, wp, lp);
+        current.pages[hwnd].initMs = bench::Now() - start;
+        return result;
     }
-    return ::CallNextHookEx(nullptr, code, wp, lp);
+    if (IsSetActive(message, lp) && page.activeStart < 0) {
+        page.activeStart = bench::Now();
+        LRESULT result = ::CallWindowProcW(proc, hwnd, message, wp, lp);
+        if (hwnd == current.firstPage) ::SetEvent(current.firstActivated);
+        return result;
+    }
+    return ::CallWindowProcW(proc, hwnd, message, wp, lp);
 }
 
-LRESULT CALLBACK AfterMessage(int code, WPARAM wp, LPARAM lp) {
-    const auto& message = *reinterpret_cast<const CWPRETSTRUCT*>(lp);
-    if (code == HC_ACTION) {
-        auto page = current.pages.find(message.hwnd);
-        if (page != current.pages.end()) {
-            if (message.message == WM_INITDIALOG && page->second.initMs < 0)
-                page->second.initMs = bench::Now() - page->second.initStart;
-            else if (message.hwnd == current.firstPage && IsSetActive(message.message, message.lParam))
-                ::SetEvent(current.firstActivated);
+// A page is a dialog created as the child of a top-level window (the sheet): it gets PageProc
+// before it sees its first message.
+LRESULT CALLBACK OnWindowEvent(int code, WPARAM wp, LPARAM lp) {
+    if (code == HCBT_CREATEWND) {
+        const auto hwnd = reinterpret_cast<HWND>(wp);
+        const CREATESTRUCTW& create = *reinterpret_cast<CBT_CREATEWNDW*>(lp)->lpcs;
+        wchar_t name[16] = {};
+        if ((create.style & WS_CHILD) && create.hwndParent &&
+            !(::GetWindowLongW(create.hwndParent, GWL_STYLE) & WS_CHILD) &&
+            ::GetClassNameW(hwnd, name, 16) && std::wstring(name) == L"#32770") {
+            if (!current.firstPage) current.firstPage = hwnd;
+            current.pages[hwnd].proc = reinterpret_cast<WNDPROC>(::SetWindowLongPtrW(
+                hwnd, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&PageProc)));
         }
     }
     return ::CallNextHookEx(nullptr, code, wp, lp);
@@ -168,10 +172,7 @@ int wmain(int argc, wchar_t** argv) {
     HANDLE context = ::CreateActCtxW(&manifest);
     cplApplet(nullptr, CPL_INIT, 0, 0);
     current.firstActivated = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    HHOOK before =
-        ::SetWindowsHookExW(WH_CALLWNDPROC, BeforeMessage, nullptr, ::GetCurrentThreadId());
-    HHOOK after =
-        ::SetWindowsHookExW(WH_CALLWNDPROCRET, AfterMessage, nullptr, ::GetCurrentThreadId());
+    HHOOK hook = ::SetWindowsHookExW(WH_CBT, OnWindowEvent, nullptr, ::GetCurrentThreadId());
     std::vector<Run> appletRuns, bareRuns;
     for (int run = 0; run < runs; ++run) {
         appletRuns.push_back(
@@ -192,8 +193,7 @@ int wmain(int argc, wchar_t** argv) {
             return result;
         }));
     }
-    if (before) ::UnhookWindowsHookEx(before);
-    if (after) ::UnhookWindowsHookEx(after);
+    if (hook) ::UnhookWindowsHookEx(hook);
     ::CloseHandle(current.firstActivated);
     cplApplet(nullptr, CPL_EXIT, 0, 0);
 
