@@ -157,18 +157,28 @@ std::wstring ProviderTypeName(DWORD type) {
     return name;
 }
 
-ProvidersOfType ListProvidersOfType(DWORD type) {
+std::vector<InstalledProvider> ListInstalledProviders() {
+    std::vector<InstalledProvider> installed;
+    InstalledProvider provider;
+    for (DWORD index = 0; EnumProvider(index, provider.name, provider.type); ++index)
+        installed.push_back(provider);
+    return installed;
+}
+
+ProvidersOfType ListProvidersOfType(DWORD type, const std::vector<InstalledProvider>& installed) {
     ProvidersOfType list;
     const std::wstring defaultName = MachineDefaultProvider(type);
-    std::wstring name;
-    DWORD providerType = 0;
-    for (DWORD index = 0; EnumProvider(index, name, providerType); ++index) {
-        if (providerType != type) continue;
-        if (!defaultName.empty() && defaultName == name)
+    for (const InstalledProvider& provider : installed) {
+        if (provider.type != type) continue;
+        if (!defaultName.empty() && defaultName == provider.name)
             list.defaultIndex = static_cast<int>(list.names.size());
-        list.names.push_back(name);
+        list.names.push_back(provider.name);
     }
     return list;
+}
+
+ProvidersOfType ListProvidersOfType(DWORD type) {
+    return ListProvidersOfType(type, ListInstalledProviders());
 }
 
 CPropPageConfigCSPSecurity::CPropPageConfigCSPSecurity()
@@ -237,8 +247,10 @@ BOOL CPropPageConfigCSPSecurity::OnInitDialog() {
         if (!typeName.empty()) *label = typeName + L":";
     }
 
-    FillDefaultCombo(type75_);
-    FillDefaultCombo(type71_);
+    // Both lists come from one enumeration of the installed providers.
+    const std::vector<InstalledProvider> installed = ListInstalledProviders();
+    FillDefaultCombo(type75_, installed);
+    FillDefaultCombo(type71_, installed);
     if (type71_.selection == 0)
         for (int id : {IDC_SECURITY_TYPE71, IDC_SECURITY_TYPE71_LABEL})
             ::ShowWindow(Item(id), SW_HIDE);
@@ -249,10 +261,11 @@ BOOL CPropPageConfigCSPSecurity::OnInitDialog() {
     return TRUE;
 }
 
-void CPropPageConfigCSPSecurity::FillDefaultCombo(DefaultChoice& choice) {
+void CPropPageConfigCSPSecurity::FillDefaultCombo(
+    DefaultChoice& choice, const std::vector<InstalledProvider>& installed) {
     ui::ComboBox combo(Item(choice.combo));
     combo.Add(LoadStringLang(IDS_PROVIDER_ABSENT));
-    const ProvidersOfType list = ListProvidersOfType(choice.type);
+    const ProvidersOfType list = ListProvidersOfType(choice.type, installed);
     for (const std::wstring& name : list.names) combo.Add(name);
     // Item 0 is "<Absent>": the providers follow in enumeration order.
     choice.selection = choice.saved = list.defaultIndex + 1;

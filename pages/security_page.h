@@ -38,6 +38,14 @@ struct ProvidersOfType {
     int defaultIndex = -1;  // in `names`; -1 when the default is none of them
 };
 ProvidersOfType ListProvidersOfType(DWORD type);
+// Every installed provider, in enumeration order; the lists of several types from one
+// enumeration.
+struct InstalledProvider {
+    std::wstring name;
+    DWORD type = 0;
+};
+std::vector<InstalledProvider> ListInstalledProviders();
+ProvidersOfType ListProvidersOfType(DWORD type, const std::vector<InstalledProvider>& installed);
 
 class CPropPageConfigCSPSecurity : public CPropPageConfigBase {
 public:
@@ -61,7 +69,7 @@ private:
         int saved = -1;
     };
 
-    void FillDefaultCombo(DefaultChoice& choice);
+    void FillDefaultCombo(DefaultChoice& choice, const std::vector<InstalledProvider>& installed);
     bool SaveDefault(DefaultChoice& choice);
     void SwitchProvider();
     void AcquireProvider();
