@@ -157,14 +157,6 @@ std::wstring ProviderTypeName(DWORD type) {
     return name;
 }
 
-std::vector<InstalledProvider> ListInstalledProviders() {
-    std::vector<InstalledProvider> installed;
-    InstalledProvider provider;
-    for (DWORD index = 0; EnumProvider(index, provider.name, provider.type); ++index)
-        installed.push_back(provider);
-    return installed;
-}
-
 ProvidersOfType ListProvidersOfType(DWORD type, const std::vector<InstalledProvider>& installed) {
     ProvidersOfType list;
     const std::wstring defaultName = MachineDefaultProvider(type);
@@ -215,11 +207,13 @@ BOOL CPropPageConfigCSPSecurity::OnInitDialog() {
     spin.Send(UDM_SETBUDDY, reinterpret_cast<WPARAM>(Item(IDC_SECURITY_CACHE_SIZE)));
     spin.SetPos(static_cast<int>(cacheSize_));
 
+    // The product's providers and both default lists come from one enumeration.
+    const std::vector<InstalledProvider> installed = ListInstalledProviders();
     ui::ComboBox providers(Item(IDC_SECURITY_PROVIDER));
     ProductProviderEnum state{0, true};
     std::wstring name;
     DWORD type = 0;
-    while (EnumProductProviders(state, name, type)) {
+    while (EnumProductProviders(state, installed, name, type)) {
         int item = providers.Add(name);
         if (item >= 0) providers.SetItemData(item, type);
     }
@@ -247,8 +241,6 @@ BOOL CPropPageConfigCSPSecurity::OnInitDialog() {
         if (!typeName.empty()) *label = typeName + L":";
     }
 
-    // Both lists come from one enumeration of the installed providers.
-    const std::vector<InstalledProvider> installed = ListInstalledProviders();
     FillDefaultCombo(type75_, installed);
     FillDefaultCombo(type71_, installed);
     if (type71_.selection == 0)

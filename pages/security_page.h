@@ -5,6 +5,7 @@
 #pragma once
 
 #include "applet/page_base.h"
+#include "wizards/product_providers.h"
 #include "wizards/wizard_base.h"
 
 #include <windows.h>
@@ -38,13 +39,7 @@ struct ProvidersOfType {
     int defaultIndex = -1;  // in `names`; -1 when the default is none of them
 };
 ProvidersOfType ListProvidersOfType(DWORD type);
-// Every installed provider, in enumeration order; the lists of several types from one
-// enumeration.
-struct InstalledProvider {
-    std::wstring name;
-    DWORD type = 0;
-};
-std::vector<InstalledProvider> ListInstalledProviders();
+// The same from providers listed already (ListInstalledProviders).
 ProvidersOfType ListProvidersOfType(DWORD type, const std::vector<InstalledProvider>& installed);
 
 class CPropPageConfigCSPSecurity : public CPropPageConfigBase {

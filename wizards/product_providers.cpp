@@ -60,8 +60,21 @@ bool EnumProvider(DWORD index, std::wstring& name, DWORD& type) {
     return true;
 }
 
-bool EnumProductProviders(ProductProviderEnum& state, std::wstring& name, DWORD& type) {
-    while (EnumProvider(state.index++, name, type)) {
+std::vector<InstalledProvider> ListInstalledProviders() {
+    std::vector<InstalledProvider> installed;
+    InstalledProvider provider;
+    for (DWORD index = 0; EnumProvider(index, provider.name, provider.type); ++index)
+        installed.push_back(provider);
+    return installed;
+}
+
+namespace {
+
+// The iteration of EnumProductProviders over providers that `fetch` gives by index.
+template <class Fetch>
+bool NextProductProvider(ProductProviderEnum& state, std::wstring& name, DWORD& type,
+                         Fetch fetch) {
+    while (fetch(state.index++, name, type)) {
         // The product's own test first: it costs no registry reads, and a provider that fails
         // either test is skipped alike.
         if (type != kProductProviderType && name.find(L"Kelvane") == std::wstring::npos) continue;
@@ -73,6 +86,24 @@ bool EnumProductProviders(ProductProviderEnum& state, std::wstring& name, DWORD&
         if (StartsWithIgnoringCase(image, directory)) return true;
     }
     return false;
+}
+
+}  // namespace
+
+bool EnumProductProviders(ProductProviderEnum& state, std::wstring& name, DWORD& type) {
+    return NextProductProvider(state, name, type, EnumProvider);
+}
+
+bool EnumProductProviders(ProductProviderEnum& state,
+                          const std::vector<InstalledProvider>& installed, std::wstring& name,
+                          DWORD& type) {
+    return NextProductProvider(state, name, type,
+                               [&](DWORD index, std::wstring& found, DWORD& foundType) {
+                                   if (index >= installed.size()) return false;
+                                   found = installed[index].name;
+                                   foundType = installed[index].type;
+                                   return true;
+                               });
 }
 
 std::wstring MachineDefaultProvider() {

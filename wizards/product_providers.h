@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <string>
+#include <vector>
 
 namespace applet {
 
@@ -21,6 +22,18 @@ struct ProductProviderEnum {
     bool restrict = false;
 };
 bool EnumProductProviders(ProductProviderEnum& state, std::wstring& name, DWORD& type);
+
+// Every installed provider, in CryptEnumProvidersW order: what a page that needs several lists
+// of providers enumerates once.
+struct InstalledProvider {
+    std::wstring name;
+    DWORD type = 0;
+};
+std::vector<InstalledProvider> ListInstalledProviders();
+// EnumProductProviders over providers listed already.
+bool EnumProductProviders(ProductProviderEnum& state,
+                          const std::vector<InstalledProvider>& installed, std::wstring& name,
+                          DWORD& type);
 
 // The name of the computer's default provider of the product's type; "" when there is none.
 std::wstring MachineDefaultProvider();
