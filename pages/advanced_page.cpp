@@ -75,10 +75,16 @@ BOOL CPropPageConfigCSPAdvanced::OnInitDialog() {
     for (int column = 0; column < kColumnCount; ++column)
         list_.InsertColumn(column, LoadText(titles[column]), client.right / kColumnCount);
 
-    for (ModuleRow& row : ListInstalledModules()) AddRow(std::move(row));
+    // The list takes its rows without drawing: a list that draws updates its scroll bars and
+    // repaints after every row and every text. It is drawn once, complete.
+    std::vector<ModuleRow> rows = ListInstalledModules();
+    list_.Send(WM_SETREDRAW, FALSE);
+    list_.Send(LVM_SETITEMCOUNT, rows.size());
+    for (ModuleRow& row : rows) AddRow(std::move(row));
     SortBy(kColumnName, false);
     for (int column = 0; column < kColumnCount; ++column)
         list_.SetColumnWidth(column, LVSCW_AUTOSIZE);
+    list_.Send(WM_SETREDRAW, TRUE);
     return TRUE;
 }
 

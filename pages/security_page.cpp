@@ -72,11 +72,13 @@ BOOL CPropPageConfigCSPSecurity::OnInitDialog() {
     spin.Send(UDM_SETBUDDY, reinterpret_cast<WPARAM>(Item(IDC_SECURITY_CACHE_SIZE)));
     spin.SetPos(static_cast<int>(cacheSize_));
 
+    // The product's providers and both default lists come from one enumeration.
+    const std::vector<InstalledProvider> installed = ListInstalledProviders();
     ui::ComboBox providers(Item(IDC_SECURITY_PROVIDER));
     ProductProviderEnum state{0, true};
     std::wstring name;
     DWORD type = 0;
-    while (EnumProductProviders(state, name, type)) {
+    while (EnumProductProviders(state, installed, name, type)) {
         int item = providers.Add(name);
         if (item >= 0) providers.SetItemData(item, type);
     }
@@ -103,8 +105,8 @@ BOOL CPropPageConfigCSPSecurity::OnInitDialog() {
         if (!typeName.empty()) *label = typeName + L":";
     }
 
-    FillDefaultCombo(type75_);
-    FillDefaultCombo(type71_);
+    FillDefaultCombo(type75_, installed);
+    FillDefaultCombo(type71_, installed);
     if (type71_.selection == 0)
         for (int id : {IDC_SECURITY_TYPE71, IDC_SECURITY_TYPE71_LABEL})
             ::ShowWindow(Item(id), SW_HIDE);
@@ -115,10 +117,11 @@ BOOL CPropPageConfigCSPSecurity::OnInitDialog() {
     return TRUE;
 }
 
-void CPropPageConfigCSPSecurity::FillDefaultCombo(DefaultChoice& choice) {
+void CPropPageConfigCSPSecurity::FillDefaultCombo(
+    DefaultChoice& choice, const std::vector<InstalledProvider>& installed) {
     ui::ComboBox combo(Item(choice.combo));
     combo.Add(LoadStringLang(IDS_PROVIDER_ABSENT));
-    const ProvidersOfType list = ListProvidersOfType(choice.type);
+    const ProvidersOfType list = ListProvidersOfType(choice.type, installed);
     for (const std::wstring& name : list.names) combo.Add(name);
     // Item 0 is "<Absent>": the providers follow in enumeration order.
     choice.selection = choice.saved = list.defaultIndex + 1;

@@ -37,7 +37,7 @@ private:
         int saved = -1;
     };
 
-    void FillDefaultCombo(DefaultChoice& choice);
+    void FillDefaultCombo(DefaultChoice& choice, const std::vector<InstalledProvider>& installed);
     bool SaveDefault(DefaultChoice& choice);
     void SwitchProvider();
     void AcquireProvider();

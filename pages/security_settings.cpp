@@ -136,20 +136,20 @@ std::wstring ProviderTypeName(DWORD type) {
     return name;
 }
 
-ProvidersOfType ListProvidersOfType(DWORD type) {
+ProvidersOfType ListProvidersOfType(DWORD type, const std::vector<InstalledProvider>& installed) {
     ProvidersOfType list;
     const std::wstring defaultName = MachineDefaultProvider(type);
-    for (DWORD index = 0;; ++index) {
-        DWORD size = 0, providerType = 0;
-        if (!::CryptEnumProvidersW(index, nullptr, 0, &providerType, nullptr, &size)) break;
-        std::vector<wchar_t> name(size / sizeof(wchar_t) + 1);
-        if (!::CryptEnumProvidersW(index, nullptr, 0, &providerType, name.data(), &size)) break;
-        if (providerType != type) continue;
-        if (!defaultName.empty() && defaultName == name.data())
+    for (const InstalledProvider& provider : installed) {
+        if (provider.type != type) continue;
+        if (!defaultName.empty() && defaultName == provider.name)
             list.defaultIndex = static_cast<int>(list.names.size());
-        list.names.emplace_back(name.data());
+        list.names.push_back(provider.name);
     }
     return list;
+}
+
+ProvidersOfType ListProvidersOfType(DWORD type) {
+    return ListProvidersOfType(type, ListInstalledProviders());
 }
 
 bool ProviderModeOffered(int mode, DWORD protectionClass, bool keyServiceInstalled) {

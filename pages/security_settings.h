@@ -4,6 +4,8 @@
 // information is saved (the configuration store).
 #pragma once
 
+#include "wizards/product_providers.h"
+
 #include <windows.h>
 #include <wincrypt.h>
 
@@ -44,6 +46,8 @@ struct ProvidersOfType {
     int defaultIndex = -1;  // in `names`; -1 when the default is none of them
 };
 ProvidersOfType ListProvidersOfType(DWORD type);
+// The same from providers listed already (ListInstalledProviders).
+ProvidersOfType ListProvidersOfType(DWORD type, const std::vector<InstalledProvider>& installed);
 
 // The provider's key cache. More keys than kCacheLimit the keys storage service can't hold,
 // whatever the provider offers.

@@ -24,7 +24,12 @@ std::wstring AnsiText(const std::vector<BYTE>& data) {
 std::wstring CertificateName(PCCERT_CONTEXT certificate, DWORD type, DWORD flags,
                              DWORD nameFormat) {
     void* format = nameFormat ? &nameFormat : nullptr;
-    DWORD length = ::CertGetNameStringW(certificate, type, flags, format, nullptr, 0);
+    // Most names fit: one call. One that fills the buffer may have been cut and is asked its
+    // length.
+    wchar_t buffer[256];
+    DWORD length = ::CertGetNameStringW(certificate, type, flags, format, buffer, 256);
+    if (length < 256) return std::wstring(buffer, length ? length - 1 : 0);
+    length = ::CertGetNameStringW(certificate, type, flags, format, nullptr, 0);
     std::wstring name(length, L'\0');
     length = ::CertGetNameStringW(certificate, type, flags, format, name.data(), length);
     name.resize(length ? length - 1 : 0);
@@ -76,13 +81,23 @@ ui::UniqueCertContext KeyCertificate(HCRYPTKEY key) {
 }
 
 bool ExportPublicKeyInfo(HCRYPTPROV prov, DWORD spec, std::vector<BYTE>& info) {
-    return ReadSized(
-        [&](BYTE* buffer, DWORD* size) {
-            return ::CryptExportPublicKeyInfo(prov, spec, kCertificateEncoding,
-                                              reinterpret_cast<PCERT_PUBLIC_KEY_INFO>(buffer),
-                                              size) != FALSE;
-        },
-        info);
+    auto get = [&](BYTE* buffer, DWORD* size) {
+        return ::CryptExportPublicKeyInfo(prov, spec, kCertificateEncoding,
+                                          reinterpret_cast<PCERT_PUBLIC_KEY_INFO>(buffer),
+                                          size) != FALSE;
+    };
+    // A public key's record fits at once: one export, which makes the provider open the key and
+    // encode it, instead of two. Only a larger record is asked its size. Shrinking keeps the
+    // buffer, so the record's pointers into it stay good.
+    constexpr DWORD kFirstTry = 512;
+    info.resize(kFirstTry);
+    DWORD size = kFirstTry;
+    if (get(info.data(), &size)) {
+        info.resize(size);
+        return true;
+    }
+    if (::GetLastError() != ERROR_MORE_DATA && size <= kFirstTry) return false;
+    return ReadSized(get, info);
 }
 
 std::optional<bool> KeyMatches(HCRYPTPROV prov, DWORD spec, PCCERT_CONTEXT certificate) {

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <map>
 #include <optional>
 
 namespace applet {
@@ -149,10 +150,9 @@ public:
             ErrorRow(IDS_CHECK_KEYS_LOADING);
         Extensions();
         if (failed_)
-            report_.AddRow(LoadStringLang(IDS_CHECK_FAILED), std::wstring(), true);
+            report_.AddRow(Text(IDS_CHECK_FAILED), std::wstring(), true);
         else
-            report_.AddRow(LoadStringLang(IDS_CHECK_SUCCEEDED), LoadStringLang(IDS_CHECK_NO_ERRORS),
-                           true);
+            report_.AddRow(Text(IDS_CHECK_SUCCEEDED), Text(IDS_CHECK_NO_ERRORS), true);
         return !failed_;
     }
 
@@ -160,8 +160,16 @@ private:
     void Row(const std::wstring& label, const std::wstring& value) {
         report_.AddRow(label, value, false);
     }
-    void Row(UINT label, const std::wstring& value) { Row(LoadStringLang(label), value); }
-    void Row(UINT label, UINT value) { Row(LoadStringLang(label), LoadStringLang(value)); }
+    void Row(UINT label, const std::wstring& value) { Row(Text(label), value); }
+    void Row(UINT label, UINT value) { Row(Text(label), Text(value)); }
+
+    // The report repeats a few texts many times ("Succeed" after every step): each is loaded
+    // through the support library once per check.
+    const std::wstring& Text(UINT id) {
+        auto known = texts_.find(id);
+        if (known == texts_.end()) known = texts_.emplace(id, LoadStringLang(id)).first;
+        return known->second;
+    }
     void DetailRow(const std::wstring& value) { Row(L"  ", value); }
 
     // The failed call's error text under `label`; the container did not pass.
@@ -323,7 +331,7 @@ private:
                 if (KeyLink(copy.get(), link))
                     DetailRow(ui::Printf(L"\t    %s", link.c_str()));
                 else
-                    DetailRow(LoadStringLang(IDS_CHECK_NO_KEY_LINK));
+                    DetailRow(Text(IDS_CHECK_NO_KEY_LINK));
             }
         }
         if (!found) Row(IDS_CHECK_CERT_IN_STORE, IDS_CHECK_NOT_INSTALLED);
@@ -388,6 +396,7 @@ private:
     HCRYPTPROV prov_;
     int keySet_;
     CheckReport& report_;
+    std::map<UINT, std::wstring> texts_;
     bool failed_ = false;
 };
 

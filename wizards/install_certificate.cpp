@@ -269,15 +269,8 @@ bool CWizPageInstallCertificateSelectCertificate::OnCommand(UINT id, UINT code) 
     return false;
 }
 
-SearchWindow::SearchWindow(HWND sheet, HWND nameField) : sheet_(sheet), nameField_(nameField) {
-    const LANGID language = CurrentLanguage();
-    if (const DLGTEMPLATE* tmpl = ui::FindDialogTemplate(Module(), IDD_INSTALL_SEARCH, language))
-        window_ = ::CreateDialogIndirectParamW(Module(), tmpl, sheet, Proc,
-                                               reinterpret_cast<LPARAM>(this));
-    if (window_) {
-        ::SetWindowTextW(window_, LoadStringLang(IDS_WIZARD_INSTALL).c_str());
-        ::ShowWindow(window_, SW_SHOW);
-    }
+SearchWindow::SearchWindow(HWND sheet, HWND nameField)
+    : sheet_(sheet), nameField_(nameField), lastRefresh_(::GetTickCount()) {
     ::EnableWindow(sheet_, FALSE);
 }
 
@@ -287,12 +280,34 @@ SearchWindow::~SearchWindow() {
     if (window_) ::DestroyWindow(window_);
 }
 
+void SearchWindow::Open() {
+    const LANGID language = CurrentLanguage();
+    if (const DLGTEMPLATE* tmpl = ui::FindDialogTemplate(Module(), IDD_INSTALL_SEARCH, language))
+        window_ = ::CreateDialogIndirectParamW(Module(), tmpl, sheet_, Proc,
+                                               reinterpret_cast<LPARAM>(this));
+    if (!window_) return;
+    ::SetWindowTextW(window_, LoadStringLang(IDS_WIZARD_INSTALL).c_str());
+    ::ShowWindow(window_, SW_SHOW);
+    progressFormat_ = LoadStringLang(IDS_INSTALL_SEARCHING);
+}
+
 bool SearchWindow::Step(int provider, int providers, int containers, const std::wstring& name) {
+    // A container opens in well under a millisecond; showing each one's name and count, and
+    // painting them, took longer than the search itself. So the search shows where it is every
+    // kRefreshMs at most, and opens its window only once it has run kOpenAfterMs: a short
+    // search shows none. The page gets the found name anyway.
+    const DWORD now = ::GetTickCount();
+    if (now - lastRefresh_ < (opened_ ? kRefreshMs : kOpenAfterMs)) return !cancelled_;
+    lastRefresh_ = now;
+    if (!opened_) {
+        opened_ = true;
+        Open();
+    }
     ::SetWindowTextW(nameField_, name.c_str());
     if (window_)
-        ::SetDlgItemTextW(
-            window_, IDC_INSTALL_SEARCH_PROGRESS,
-            FormatStringPrintf(IDS_INSTALL_SEARCHING, provider + 1, providers, containers).c_str());
+        ::SetDlgItemTextW(window_, IDC_INSTALL_SEARCH_PROGRESS,
+                          ui::Printf(progressFormat_.c_str(), provider + 1, providers, containers)
+                              .c_str());
     Pump();
     return !cancelled_;
 }

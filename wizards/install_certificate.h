@@ -86,10 +86,11 @@ private:
     CWizardInstallPrivateCertificate& wizard_;
 };
 
-// A window over the sheet while the search runs: what has been searched so far and the
-// search's own Cancel; each container's name goes into `nameField` as it is reached. Between
-// containers the search lets windows paint and this window take its input; the sheet is
-// disabled meanwhile, so nothing else is acted on.
+// A window over the sheet while a search runs longer than kOpenAfterMs: what has been searched so
+// far and the search's own Cancel; the name of the container being reached goes into
+// `nameField`. Every kRefreshMs at most, between two containers, the search shows where it is,
+// lets windows paint and this window take its input; the sheet is disabled meanwhile, so
+// nothing else is acted on.
 class SearchWindow : public SearchProgress {
 public:
     SearchWindow(HWND sheet, HWND nameField);
@@ -101,12 +102,19 @@ public:
     bool Cancelled() const { return cancelled_; }
 
 private:
+    void Open();
     void Pump();
     static INT_PTR CALLBACK Proc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp);
+
+    static constexpr DWORD kOpenAfterMs = 250;
+    static constexpr DWORD kRefreshMs = 50;
 
     HWND sheet_, nameField_;
     HWND window_ = nullptr;
     bool cancelled_ = false;
+    bool opened_ = false;
+    DWORD lastRefresh_;
+    std::wstring progressFormat_;
 };
 
 class CWizPageInstallCertificateSelectContainer : public CWizPageSelectContainer {

@@ -3,6 +3,7 @@
 #include "applet/module_state.h"
 #include "ui/handles.h"
 
+#include <cwchar>
 #include <vector>
 
 namespace applet {
@@ -42,24 +43,67 @@ bool StartsWithIgnoringCase(const std::wstring& text, const std::wstring& prefix
 
 }  // namespace
 
-bool EnumProductProviders(ProductProviderEnum& state, std::wstring& name, DWORD& type) {
-    for (;;) {
-        DWORD size = 0;
-        if (!::CryptEnumProvidersW(state.index, nullptr, 0, &type, nullptr, &size)) return false;
-        std::vector<wchar_t> buffer(size / sizeof(wchar_t) + 1);
-        if (!::CryptEnumProvidersW(state.index++, nullptr, 0, &type, buffer.data(), &size))
-            return false;
-        name = buffer.data();
-        if (state.restrict) {
-            std::wstring image = ProviderImagePath(name);
-            if (image.empty()) continue;
-            std::wstring directory = ApplicationDirectory();
-            if (directory.empty()) return false;
-            if (!StartsWithIgnoringCase(image, directory)) continue;
-        }
-        if (type == kProductProviderType || name.find(L"Kelvane") != std::wstring::npos)
-            return true;
+bool EnumProvider(DWORD index, std::wstring& name, DWORD& type) {
+    // Names fit the buffer: one call each. A longer one is asked its length, then fetched.
+    wchar_t buffer[256];
+    DWORD size = sizeof(buffer);
+    if (::CryptEnumProvidersW(index, nullptr, 0, &type, buffer, &size)) {
+        name.assign(buffer, ::wcsnlen(buffer, 256));
+        return true;
     }
+    if (::GetLastError() != ERROR_MORE_DATA) return false;
+    size = 0;
+    if (!::CryptEnumProvidersW(index, nullptr, 0, &type, nullptr, &size)) return false;
+    std::vector<wchar_t> longer(size / sizeof(wchar_t) + 1);
+    if (!::CryptEnumProvidersW(index, nullptr, 0, &type, longer.data(), &size)) return false;
+    name = longer.data();
+    return true;
+}
+
+std::vector<InstalledProvider> ListInstalledProviders() {
+    std::vector<InstalledProvider> installed;
+    InstalledProvider provider;
+    for (DWORD index = 0; EnumProvider(index, provider.name, provider.type); ++index)
+        installed.push_back(provider);
+    return installed;
+}
+
+namespace {
+
+// The iteration of EnumProductProviders over providers that `fetch` gives by index.
+template <class Fetch>
+bool NextProductProvider(ProductProviderEnum& state, std::wstring& name, DWORD& type,
+                         Fetch fetch) {
+    while (fetch(state.index++, name, type)) {
+        // The product's own test first: it costs no registry reads, and a provider that fails
+        // either test is skipped alike.
+        if (type != kProductProviderType && name.find(L"Kelvane") == std::wstring::npos) continue;
+        if (!state.restrict) return true;
+        std::wstring image = ProviderImagePath(name);
+        if (image.empty()) continue;
+        std::wstring directory = ApplicationDirectory();
+        if (directory.empty()) return false;
+        if (StartsWithIgnoringCase(image, directory)) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+bool EnumProductProviders(ProductProviderEnum& state, std::wstring& name, DWORD& type) {
+    return NextProductProvider(state, name, type, EnumProvider);
+}
+
+bool EnumProductProviders(ProductProviderEnum& state,
+                          const std::vector<InstalledProvider>& installed, std::wstring& name,
+                          DWORD& type) {
+    return NextProductProvider(state, name, type,
+                               [&](DWORD index, std::wstring& found, DWORD& foundType) {
+                                   if (index >= installed.size()) return false;
+                                   found = installed[index].name;
+                                   foundType = installed[index].type;
+                                   return true;
+                               });
 }
 
 std::wstring MachineDefaultProvider() {
