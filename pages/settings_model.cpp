@@ -149,18 +149,18 @@ public:
     void Tls();
 
 private:
-    struct ProductProvider {
-        std::wstring name;
-        DWORD type;
-    };
-    std::vector<ProductProvider> ProductProviders() const;
+    // The providers installed, listed once for every page's values.
+    const std::vector<InstalledProvider> installed_ = ListInstalledProviders();
+    const std::vector<InstalledProvider> products_ = ProductProviders();
+    std::vector<InstalledProvider> ProductProviders() const;
 };
 
-std::vector<Catalogue::ProductProvider> Catalogue::ProductProviders() const {
-    std::vector<ProductProvider> providers;
+std::vector<InstalledProvider> Catalogue::ProductProviders() const {
+    std::vector<InstalledProvider> providers;
     ProductProviderEnum state{0, true};
-    ProductProvider provider{};
-    while (EnumProductProviders(state, provider.name, provider.type)) providers.push_back(provider);
+    InstalledProvider provider;
+    while (EnumProductProviders(state, installed_, provider.name, provider.type))
+        providers.push_back(provider);
     return providers;
 }
 
@@ -304,7 +304,7 @@ void Catalogue::Security() {
         Provider context;
     };
     std::vector<Product> products;
-    for (const ProductProvider& provider : ProductProviders())
+    for (const InstalledProvider& provider : products_)
         products.push_back({provider.name, QueryContext(provider.name, provider.type)});
     auto prefix = [](const std::wstring& name) { return "security.provider." + Utf8(name); };
     auto where = [](const std::wstring& name, DWORD param) {
@@ -356,7 +356,7 @@ void Catalogue::Security() {
     }
 
     for (DWORD type : {DWORD{71}, DWORD{75}}) {
-        const ProvidersOfType installed = ListProvidersOfType(type);
+        const ProvidersOfType installed = ListProvidersOfType(type, installed_);
         if (installed.names.empty()) continue;
         wchar_t key[96];
         std::swprintf(key, 96,
@@ -453,7 +453,7 @@ void Catalogue::Winlogon() {
         return WriteWinlogonDisabled(value.flag);
     };
 
-    for (const ProductProvider& provider : ProductProviders()) {
+    for (const InstalledProvider& provider : products_) {
         if (!OffersDefaultReader(provider.name, domainController)) continue;
         const std::wstring name = provider.name;
         Setting& reader = Add("winlogon.provider." + Utf8(name) + ".default_reader", "winlogon",
